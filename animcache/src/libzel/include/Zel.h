@@ -5,5 +5,8 @@
 #include "ZelTypes.h"
 #include "ZelHeader.h"
 #include "ZelFile.h"
+#include "ZelChunks.h"
+#include "ZelDefinitionChunks.h"
+#include "ZelFileChunks.h"
 
 #endif
