@@ -287,6 +287,10 @@ bool ZelGroupChunk::read(const ZelHeader& h, ZelFile& f) {
     if (h.length == 0) {
         return true;
     }
+    // A negative length announces no payload: the chunks that follow are not this group's.
+    if (h.length < 0) {
+        return false;
+    }
     // Every non-empty group on the way down pushed one level, so the level bounds the recursion.
     const uint64 level = f.getLevel();
     if (level > kMaxGroupDepth) {
@@ -721,7 +725,8 @@ bool ZelDATRChunk::setAttrType(int i, const std::string& s) {
 bool ZelDATRChunk::removeStaticAttrs(int first, int count) {
     checkAttrIndex(first, getNumAttrs());
     const int numAnimated = getNumAnimatedAttrs();
-    if (first < numAnimated || count < 0 || (first - numAnimated) + count > getNumStaticAttrs()) {
+    if (first < numAnimated || count < 0 ||
+        static_cast<int64>(first - numAnimated) + count > getNumStaticAttrs()) {
         return false;
     }
     const uint64 k = static_cast<uint64>(first - numAnimated);
@@ -738,7 +743,8 @@ int ZelDATRChunk::removeAnimatedAttrs(int first, int count) {
         return -1;
     }
     // One entry fewer than the count is removed, as the format's writers have always done.
-    const int last = std::min(first + count - 1, getNumAnimatedAttrs());
+    const int64 last =
+        std::min<int64>(static_cast<int64>(first) + count - 1, getNumAnimatedAttrs());
     if (last > first) {
         aatr_.remove(static_cast<uint64>(first), static_cast<uint64>(last));
     }
@@ -753,7 +759,8 @@ void ZelDATRChunk::mergeStaticAttributes(const ZelDATRChunk* from) {
     const int known = getNumAttrs();
     const int count = from->getNumAttrs();
     for (int i = 0; i < count; ++i) {
-        const std::string& name = from->getAttrName(i);
+        // A copy: when merging a definition into itself the name list may grow below it.
+        const std::string name = from->getAttrName(i);
         if (debugLevel >= 3) {
             std::cerr << "fromDATR " << name << '\n';
         }
