@@ -2,8 +2,8 @@
 #ifndef ZEL_H
 #define ZEL_H
 
-#include "ZelTypes.h"
-#include "ZelHeader.h"
 #include "ZelFile.h"
+#include "ZelHeader.h"
+#include "ZelTypes.h"
 
 #endif
