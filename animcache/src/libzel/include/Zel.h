@@ -5,5 +5,7 @@
 #include "ZelTypes.h"
 #include "ZelHeader.h"
 #include "ZelFile.h"
+#include "ZelInterpolation.h"
+#include "ZelMatrix.h"
 
 #endif
