@@ -2,10 +2,10 @@
 #ifndef ZEL_H
 #define ZEL_H
 
-#include "ZelTypes.h"
-#include "ZelHeader.h"
 #include "ZelFile.h"
+#include "ZelHeader.h"
 #include "ZelInterpolation.h"
 #include "ZelMatrix.h"
+#include "ZelTypes.h"
 
 #endif

@@ -3,27 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <iostream>
-#include <sstream>
 #include <vector>
 
 using namespace Zel;
-
-namespace {
-
-// Collects what a block writes to std::cerr.
-class CerrCapture {
-  public:
-    CerrCapture() : old_(std::cerr.rdbuf(buffer_.rdbuf())) {}
-    ~CerrCapture() { std::cerr.rdbuf(old_); }
-    std::string text() const { return buffer_.str(); }
-
-  private:
-    std::ostringstream buffer_;
-    std::streambuf* old_;
-};
-
-}  // namespace
 
 TEST(BlendParameter, MeasuresAcrossFirstIntervalForLinearAndMiddleOneOtherwise) {
     EXPECT_EQ(blendParameter(1, 5.25f, {5.0f, 6.0f}), 0.25f);
@@ -36,21 +18,11 @@ TEST(BlendParameter, MeasuresAcrossFirstIntervalForLinearAndMiddleOneOtherwise) 
     EXPECT_TRUE(std::isnan(blendParameter(2, 5.0f, {4.0f, 5.0f, 5.0f})));
 }
 
-TEST(BlendLinear, MidpointIsTheMeanInEveryVariant) {
+TEST(BlendLinear, MidpointIsTheMeanAndPrecisionFollowsTheVariant) {
     std::vector<double> attr;
     blendLinear(0.5f, std::vector<double>{1, -2, 10}, std::vector<double>{3, 4, 11}, attr);
     EXPECT_EQ(attr, (std::vector<double>{2, 1, 10.5}));
-    std::vector<float> pos;
-    blendLinear(0.5f, std::vector<float>{1, -2, 10}, std::vector<float>{3, 4, 11}, pos);
-    EXPECT_EQ(pos, (std::vector<float>{2, 1, 10.5f}));
-    std::vector<double> wide;
-    blendLinear(0.5f, std::vector<float>{1, -2, 10}, std::vector<float>{3, 4, 11}, wide);
-    EXPECT_EQ(wide, (std::vector<double>{2, 1, 10.5}));
-}
-
-TEST(BlendLinear, PrecisionFollowsTheVariant) {
     // Attribute values keep double precision: half of the double nearest 1/3 is exact.
-    std::vector<double> attr;
     blendLinear(0.5f, std::vector<double>{0.0}, std::vector<double>{1.0 / 3}, attr);
     EXPECT_EQ(attr[0], (1.0 / 3) / 2);
     // Double positions are float results widened: no extra digits beyond float's.
@@ -72,8 +44,6 @@ TEST(BlendQuadratic, FollowsTheParabolaThroughTheThreeSamples) {
     EXPECT_EQ(out[0], 4.0);
     EXPECT_EQ(out[2], 2.5);
     EXPECT_NEAR(out[1], 0.3, 1e-15);
-    blendQuadratic(-1.0f, p0, p1, p2, out);
-    EXPECT_EQ(out[0], 0.0);
     // 0, 1, 4 at t = -1, 0, 1 is (t + 1)².
     blendQuadratic(0.5f, p0, p1, p2, out);
     EXPECT_EQ(out[0], 2.25);
@@ -86,9 +56,6 @@ TEST(BlendCubic, CatmullRomHitsInnerSamplesExactly) {
     EXPECT_EQ(out, p1);
     blendCubic(1.0f, p0, p1, p2, p3, out);
     EXPECT_EQ(out, p2);
-    // Weights at t = 0.5 are -1/16, 9/16, 9/16, -1/16.
-    blendCubic(0.5f, p0, p1, p2, p3, out);
-    EXPECT_EQ(out[0], 2.8125f);
     std::vector<double> line;
     blendCubic(0.25f, std::vector<double>{0}, std::vector<double>{1}, std::vector<double>{2},
                std::vector<double>{3}, line);
@@ -102,10 +69,9 @@ TEST(BlendSamples, DispatchesOnOrderAndRejectsOthers) {
     EXPECT_FALSE(blendSamples(0, 0.5f, samples, out));
     EXPECT_FALSE(blendSamples(4, 0.5f, samples, out));
     EXPECT_EQ(out, (std::vector<double>{7, 7}));
-    ASSERT_TRUE(blendSamples(1, 0.5f, samples, out));
-    EXPECT_EQ(out, std::vector<double>{1.5});
     ASSERT_TRUE(blendSamples(2, 0.5f, samples, out));
     EXPECT_EQ(out, std::vector<double>{2.875});
+    // Catmull-Rom weights at t = 0.5 are -1/16, 9/16, 9/16, -1/16.
     ASSERT_TRUE(blendSamples(3, 0.5f, samples, out));
     EXPECT_EQ(out, std::vector<double>{2.8125});
 
@@ -116,10 +82,11 @@ TEST(BlendSamples, DispatchesOnOrderAndRejectsOthers) {
 }
 
 TEST(TraceBlend, WritesLabelParameterAndValues) {
-    CerrCapture capture;
+    testing::internal::CaptureStderr();
     traceBlend(1, 0.5f, std::vector<double>{1.5, -2});
     traceBlend(2, 0.25f, std::vector<float>{3});
     traceBlend(3, -1.0f, std::vector<float>{});
     traceBlend(4, 0.5f, std::vector<float>{1});
-    EXPECT_EQ(capture.text(), " linear t= 0.5\n 1.5 -2\n quadratic t= 0.25\n 3\n cubic t= -1\n\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              " linear t= 0.5\n 1.5 -2\n quadratic t= 0.25\n 3\n cubic t= -1\n\n");
 }
