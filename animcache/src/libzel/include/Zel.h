@@ -4,6 +4,8 @@
 
 #include "ZelFile.h"
 #include "ZelHeader.h"
+#include "ZelInterpolation.h"
+#include "ZelMatrix.h"
 #include "ZelTypes.h"
 
 #endif
