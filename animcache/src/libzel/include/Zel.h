@@ -2,12 +2,14 @@
 #ifndef ZEL_H
 #define ZEL_H
 
-#include "ZelTypes.h"
-#include "ZelHeader.h"
-#include "ZelFile.h"
+#include "ZelCache.h"
 #include "ZelChunks.h"
 #include "ZelDefinitionChunks.h"
+#include "ZelFile.h"
 #include "ZelFileChunks.h"
-#include "ZelCache.h"
+#include "ZelHeader.h"
+#include "ZelInterpolation.h"
+#include "ZelMatrix.h"
+#include "ZelTypes.h"
 
 #endif
