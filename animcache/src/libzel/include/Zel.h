@@ -10,6 +10,7 @@
 #include "ZelHeader.h"
 #include "ZelInterpolation.h"
 #include "ZelMatrix.h"
+#include "ZelRoMemCache.h"
 #include "ZelTypes.h"
 
 #endif
