@@ -8,5 +8,6 @@
 #include "ZelChunks.h"
 #include "ZelDefinitionChunks.h"
 #include "ZelFileChunks.h"
+#include "ZelSAMSChunk.h"
 
 #endif
