@@ -9,5 +9,6 @@
 #include "ZelDefinitionChunks.h"
 #include "ZelFileChunks.h"
 #include "ZelSAMSChunk.h"
+#include "zelUtils.h"
 
 #endif
