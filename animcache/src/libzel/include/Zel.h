@@ -11,6 +11,8 @@
 #include "ZelInterpolation.h"
 #include "ZelMatrix.h"
 #include "ZelRoMemCache.h"
+#include "ZelSAMSChunk.h"
 #include "ZelTypes.h"
+#include "zelUtils.h"
 
 #endif
