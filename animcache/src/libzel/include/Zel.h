@@ -2,7 +2,10 @@
 #ifndef ZEL_H
 #define ZEL_H
 
+#include "ZelChunks.h"
+#include "ZelDefinitionChunks.h"
 #include "ZelFile.h"
+#include "ZelFileChunks.h"
 #include "ZelHeader.h"
 #include "ZelInterpolation.h"
 #include "ZelMatrix.h"

@@ -1,0 +1,271 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "Zel.h"
+#include "support/ChunkBytes.h"
+
+using namespace Zel;
+using namespace ZelTest;
+
+namespace {
+
+// Local time is the process's time zone; the printed dates are pinned to UTC.
+class ZelMETAChunkPrint : public testing::Test {
+  protected:
+    void SetUp() override {
+        const char* tz = std::getenv("TZ");
+        hadZone_ = tz != nullptr;
+        if (hadZone_) {
+            oldZone_ = tz;
+        }
+        setenv("TZ", "UTC", 1);
+        tzset();
+    }
+    void TearDown() override {
+        if (hadZone_) {
+            setenv("TZ", oldZone_.c_str(), 1);
+        } else {
+            unsetenv("TZ");
+        }
+        tzset();
+    }
+
+  private:
+    bool hadZone_ = false;
+    std::string oldZone_;
+};
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------
+// DZEL
+
+TEST(ZelDZELChunk, WritesTwentyFourBytesAndReadsBack) {
+    TempDir dir;
+    ZelDZELChunk dzel;
+    Bytes expect;
+    putScalar(expect, "DZEL", 5, int64(2));
+    EXPECT_EQ(written(dir, [&](ZelFile& f) { EXPECT_TRUE(dzel.write(f)); }), expect);
+
+    const Bytes bytes = written(dir, [](ZelFile& f) { EXPECT_TRUE(ZelDZELChunk(-7).write(f)); });
+    Reader r(dir, bytes);
+    ZelDZELChunk back;
+    ASSERT_TRUE(back.read(r.h, r.f));
+    EXPECT_EQ(back.getVersion(), -7);
+    back.reset();
+    EXPECT_EQ(back.getVersion(), 2);
+    EXPECT_EQ(printed(ZelDZELChunk(3), 1), ". DZEL int64 (8) : version = 3");
+}
+
+TEST(ZelDZELChunk, ReadRequiresExactHeader) {
+    TempDir dir;
+    Bytes four;
+    putHeader(four, "DZEL", 5, 4);
+    putValue(four, 3);
+    Bytes badType;
+    putScalar(badType, "DZEL", 6, 3.0);
+    Bytes badTag;
+    putScalar(badTag, "DZEK", 5, int64(3));
+    Bytes cut;
+    putHeader(cut, "DZEL", 5, 8);
+    putValue(cut, 3);
+    for (const Bytes& b : {four, badType, badTag, cut}) {
+        Reader r(dir, b);
+        ZelDZELChunk dzel(9);
+        EXPECT_FALSE(dzel.read(r.h, r.f));
+        EXPECT_EQ(dzel.version, 9);
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// META
+
+TEST(ZelMETAChunk, WithoutSamplesWritesOnlyMandatoryChildren) {
+    TempDir dir;
+    ZelMETAChunk meta;
+    EXPECT_EQ(meta.getLength(), 130);
+    EXPECT_EQ(meta.space, 1);
+    meta.firstTime = 3.0f;  // not stored without samples
+    meta.rate = 24.0f;
+    Bytes expect;
+    putHeader(expect, "META", 1, 72);
+    putScalar(expect, "NSAM", 5, int64(0));
+    putScalar(expect, "SPAC", 5, int64(1));
+    putScalar(expect, "NOBJ", 5, int64(0));
+    EXPECT_EQ(written(dir, [&](ZelFile& f) { EXPECT_TRUE(meta.write(f)); }), expect);
+
+    Reader r(dir, expect);
+    ZelMETAChunk back;
+    ASSERT_TRUE(back.read(r.h, r.f));
+    EXPECT_EQ(back.firstTime, std::numeric_limits<float>::infinity());
+    EXPECT_EQ(back.lastTime, -std::numeric_limits<float>::infinity());
+    EXPECT_EQ(back.rate, 1.0f);
+}
+
+TEST(ZelMETAChunk, WritesEveryMemberInOrderAndReadsBack) {
+    TempDir dir;
+    ZelMETAChunk meta;
+    meta.application = "app";
+    meta.sourceFile = "scene.ma";
+    meta.date = 1700000000;
+    meta.numSamples = 10;
+    meta.firstTime = 1.0f;
+    meta.lastTime = 10.5f;
+    meta.rate = 0.0f;
+    meta.space = 0;
+    meta.addDOBJ("a")->addAttr(true, "P", "", 4, 1, 3);
+    meta.addDOBJ("b");
+    EXPECT_EQ(meta.getDOBJ(1)->getName(), "b");
+
+    Bytes expect;
+    putHeader(expect, "META", 1, 0);
+    putHeader(expect, "WAPP", 2, 4);
+    put(expect, "app", 4);
+    putHeader(expect, "SFIL", 2, 9);
+    put(expect, "scene.ma", 9);
+    putScalar(expect, "DATE", 5, int64(1700000000));
+    putScalar(expect, "NSAM", 5, int64(10));
+    putScalar(expect, "FTIM", 4, 1.0f);
+    putScalar(expect, "LTIM", 4, 10.5f);
+    putScalar(expect, "RATE", 4, 0.0f);
+    putScalar(expect, "SPAC", 5, int64(0));
+    putScalar(expect, "NOBJ", 5, int64(2));
+    const size_t objects = expect.size();
+    const Bytes bytes = written(dir, [&](ZelFile& f) { EXPECT_TRUE(meta.write(f)); });
+    ASSERT_GT(bytes.size(), objects);
+    const int64 length = static_cast<int64>(bytes.size()) - 16;
+    std::memcpy(expect.data() + 8, &length, 8);
+    EXPECT_EQ(Bytes(bytes.begin(), bytes.begin() + objects), expect);
+    EXPECT_EQ(std::memcmp(bytes.data() + objects, "DOBJ", 4), 0);
+
+    // 190 + characters of source file and application + each definition with its header.
+    EXPECT_EQ(meta.getLength(),
+              190 + 8 + 3 + 16 + meta.getDOBJ(0)->getLength() + 16 + meta.getDOBJ(1)->getLength());
+    // With every optional child present the estimate is exact.
+    EXPECT_EQ(meta.getLength(), length);
+
+    Reader r(dir, bytes);
+    ZelMETAChunk back;
+    ASSERT_TRUE(back.read(r.h, r.f));
+    EXPECT_EQ(back.application, "app");
+    EXPECT_EQ(back.sourceFile, "scene.ma");
+    EXPECT_EQ(back.date, 1700000000);
+    EXPECT_EQ(back.numSamples, 10);
+    EXPECT_EQ(back.firstTime, 1.0f);
+    EXPECT_EQ(back.lastTime, 10.5f);
+    EXPECT_EQ(back.rate, 0.0f);
+    EXPECT_EQ(back.space, 0);
+    ASSERT_EQ(back.getNumObjects(), 2);
+    EXPECT_EQ(back.getDOBJ(0)->getName(), "a");
+    EXPECT_EQ(back.getDOBJ(0)->findAttr("P"), 0);
+    EXPECT_EQ(back.getDOBJ(1)->getName(), "b");
+    EXPECT_EQ(back.numChildren(), 0u);
+    EXPECT_EQ(back.getLength(), meta.getLength());
+}
+
+TEST(ZelMETAChunk, MismatchedKnownTagsStayGenericAndAreWrittenLast) {
+    TempDir dir;
+    Bytes in;
+    putHeader(in, "META", 1, 0);
+    putScalar(in, "RATE", 6, 2.0);  // a double rate is not the rate
+    putScalar(in, "NSAM", 5, int64(4));
+    putScalar(in, "NOBJ", 5, int64(5));  // the count is what is met, not what is said
+    putHeader(in, "DOBJ", 1, 0);
+    putScalar(in, "FTIM", 4, 2.0f);
+    putScalar(in, "SPAC", 4, 0.0f);  // wrong type: generic, space keeps its default
+    patchLength(in);
+
+    Reader r(dir, in);
+    ZelMETAChunk meta;
+    ASSERT_TRUE(meta.read(r.h, r.f));
+    EXPECT_EQ(meta.numSamples, 4);
+    EXPECT_EQ(meta.firstTime, 2.0f);
+    EXPECT_EQ(meta.rate, 1.0f);
+    EXPECT_EQ(meta.space, 1);
+    EXPECT_EQ(meta.getNumObjects(), 1);
+    ASSERT_EQ(meta.numChildren(), 2u);
+    EXPECT_EQ(meta.getChild(0)->getTag(), makeTag("RATE"));
+    EXPECT_EQ(meta.getChild(0)->getType(), 6);
+    EXPECT_EQ(meta.getChild(1)->getTag(), makeTag("SPAC"));
+
+    const Bytes out = written(dir, [&](ZelFile& f) { EXPECT_TRUE(meta.write(f)); });
+    // NSAM FTIM LTIM RATE SPAC NOBJ (24+20*3+24+24) then DOBJ (16), then the generic children.
+    const size_t generic = 16 + 24 + 60 + 24 + 24 + 16;
+    ASSERT_EQ(out.size(), generic + 24 + 20);
+    EXPECT_EQ(std::memcmp(out.data() + generic - 16, "DOBJ", 4), 0);
+    Bytes tail;
+    putScalar(tail, "RATE", 6, 2.0);
+    putScalar(tail, "SPAC", 4, 0.0f);
+    EXPECT_EQ(Bytes(out.begin() + generic, out.end()), tail);
+
+    meta.reset();
+    EXPECT_EQ(meta.getNumObjects(), 0);
+    EXPECT_EQ(meta.numChildren(), 0u);
+    EXPECT_EQ(meta.numSamples, 0);
+    EXPECT_EQ(meta.getLength(), 130);
+}
+
+TEST(ZelMETAChunk, BrokenObjectDefinitionFailsTheRead) {
+    TempDir dir;
+    Bytes in;
+    putHeader(in, "META", 1, 16 + 16 + 5);
+    putHeader(in, "DOBJ", 1, 16 + 5);
+    putHeader(in, "NAME", 2, 50);  // longer than the file
+    put(in, "abcde", 5);
+    Reader r(dir, in);
+    ZelMETAChunk meta;
+    EXPECT_FALSE(meta.read(r.h, r.f));
+    EXPECT_EQ(meta.getNumObjects(), 0);
+}
+
+TEST_F(ZelMETAChunkPrint, MetaPrintsMembersThenDefinitions) {
+    ZelMETAChunk meta;
+    meta.application = "app";
+    meta.sourceFile = "scene.ma";
+    meta.date = 86400;
+    meta.numSamples = 3;
+    meta.firstTime = 1.5f;
+    meta.lastTime = 3.5f;
+    meta.rate = 2.0f;
+    meta.addDOBJ("cube");
+    EXPECT_EQ(printed(meta, 0),
+              "META group (0) : \n"
+              ". application = app\n"
+              ". sourceFile = scene.ma\n"
+              ". date stamp = Fri Jan  2 00:00:00 1970\n"
+              "\n"
+              ". numObjects = 1\n"
+              ". numSamples = 3\n"
+              ". firstTime = frame 1.5\n"
+              ". lastTime = 3.5\n"
+              ". rate = 2 samples per frame\n"
+              ". space = object\n"
+              ". DOBJ group (0) : \n"
+              ". . name = cube\n");
+}
+
+TEST_F(ZelMETAChunkPrint, MetaPrintsNonuniformRateAndOtherSpaces) {
+    ZelMETAChunk meta;
+    meta.rate = 0.0f;
+    meta.space = 0;
+    EXPECT_EQ(printed(meta, 1),
+              ". META group (0) : \n"
+              ". . numObjects = 0\n"
+              ". . numSamples = 0\n"
+              ". . firstTime = frame inf\n"
+              ". . lastTime = -inf\n"
+              ". . rate = nonuniform\n"
+              ". . space = world\n");
+    meta.space = 7;
+    meta.date = std::numeric_limits<int64>::max();  // beyond any calendar: shown as seconds
+    const std::string out = printed(meta, 0);
+    EXPECT_NE(out.find(". date stamp = 9223372036854775807\n\n. numObjects"), std::string::npos)
+        << out;
+    EXPECT_NE(out.find(". space = 7\n"), std::string::npos) << out;
+}
