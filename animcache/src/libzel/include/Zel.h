@@ -2,6 +2,7 @@
 #ifndef ZEL_H
 #define ZEL_H
 
+#include "ZelCache.h"
 #include "ZelChunks.h"
 #include "ZelDefinitionChunks.h"
 #include "ZelFile.h"

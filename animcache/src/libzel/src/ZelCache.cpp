@@ -1,0 +1,669 @@
+#include "ZelCache.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cmath>
+#include <cstring>
+#include <iostream>
+#include <limits>
+#include <memory>
+#include <string_view>
+
+namespace Zel {
+
+static int debugLevel = ZEL_DEBUG_LEVEL;
+
+namespace {
+
+// Load failures name this source by its path in the source tree, whatever the build's path.
+const char* const kSourcePath = "animcache/src/libzel/src/ZelCache.cpp";
+
+constexpr uint32 kTagMETA = makeTag("META");
+constexpr uint32 kTagSAMS = makeTag("SAMS");
+constexpr uint32 kTagTIMS = makeTag("TIMS");
+constexpr uint32 kTagJSAM = makeTag("JSAM");
+constexpr uint32 kTagFREE = makeTag("FREE");
+constexpr uint32 kTagSAMP = makeTag("SAMP");
+constexpr uint32 kTagJOBJ = makeTag("JOBJ");
+constexpr uint32 kTagSOBJ = makeTag("SOBJ");
+constexpr uint32 kTagDATR = makeTag("DATR");
+
+// "No time": the quiet NaN with the bit pattern 0x7FC00000.
+float noTime() {
+    const uint32 bits = 0x7FC00000u;
+    float f;
+    std::memcpy(&f, &bits, sizeof(f));
+    return f;
+}
+
+// Truncates toward zero to an int. NaN and values outside the int range have no integer; they
+// give -1, which every caller treats as "no sample", as a negative truncation would.
+int truncateToInt(float x) {
+    if (!(x > -2147483648.0f && x < 2147483648.0f)) {
+        return -1;
+    }
+    return static_cast<int>(x);
+}
+
+// The part of `name` after its last "|".
+std::string_view shortView(const std::string& name) {
+    const std::string::size_type bar = name.rfind('|');
+    std::string_view view(name);
+    return bar == std::string::npos ? view : view.substr(bar + 1);
+}
+
+}  // namespace
+
+ZelCache::ZelCache() = default;
+
+ZelCache::ZelCache(const char* filename, bool keepOpen, bool* ok) {
+    // A derived class is not constructed yet, so this is this class's own load in any case.
+    const bool loaded = ZelCache::load(filename, keepOpen);
+    if (ok != nullptr) {
+        *ok = loaded;
+    }
+}
+
+ZelCache::~ZelCache() {
+    ZelCache::reset();
+}
+
+void ZelCache::reset() {
+    filename_.clear();
+    file_.close();
+    keepOpen_ = true;
+    dzel_.reset();
+    meta_.reset();
+    times_.clear();
+    jumpTable_.clear();
+    objectOffsets_.clear();
+    currentSample_ = -1;
+}
+
+void ZelCache::reportLoad(int line, const char* message) {
+    std::cout << kSourcePath << ':' << line << ' ' << message << std::endl;
+}
+
+void ZelCache::failLoad(int line, const char* message) {
+    reportLoad(line, message);
+    throw false;
+}
+
+bool ZelCache::load(const char* filename, bool keepOpen) {
+    reset();
+    if (!ZelFile::isZelFile(filename)) {
+        reportLoad(__LINE__, "error opening file, Not a Zel file");
+        return false;
+    }
+    const char* mode = update_ && ZelFile::isWritable(filename) ? "r+" : "r";
+    if (!file_.open(filename, mode)) {
+        reportLoad(__LINE__, "error opening file");
+        return false;
+    }
+    keepOpen_ = keepOpen;
+    filename_ = filename;
+    try {
+        ZelHeader h;
+        if (!file_.readHeader(h)) {
+            failLoad(__LINE__, "error reading header");
+        }
+        if (!dzel_.read(h, file_)) {
+            failLoad(__LINE__, "error reading DZEL chunk");
+        }
+        for (;;) {
+            if (!file_.readHeader(h)) {
+                failLoad(__LINE__, "missing META chunk");
+            }
+            if (h.tag == kTagMETA) {
+                break;
+            }
+            if (!file_.skipData(h)) {
+                failLoad(__LINE__, "error skipping chunk");
+            }
+        }
+        if (!meta_.read(h, file_)) {
+            failLoad(__LINE__, "error reading META chunk");
+        }
+        if (meta_.numSamples != 0) {
+            readSamplesSections();
+            checkTimes();
+        }
+    } catch (bool) {
+        reset();
+        return false;
+    }
+    if (!keepOpen) {
+        file_.close();
+    }
+    return true;
+}
+
+// Reads the time and jump tables of one samples section after another until the jump table
+// covers every sample. The samples themselves are not visited.
+void ZelCache::readSamplesSections() {
+    const int64 numSamples = meta_.numSamples;
+    for (;;) {
+        ZelHeader h;
+        for (;;) {
+            if (!file_.readHeader(h)) {
+                failLoad(__LINE__, "missing next SAMS chunk for sample ");
+            }
+            if (h.tag == kTagSAMS) {
+                break;
+            }
+            if (!file_.skipData(h)) {
+                failLoad(__LINE__, "error skipping chunk");
+            }
+        }
+        if (!file_.isOpen()) {
+            failLoad(__LINE__, "error telling file");
+        }
+        const int64 start = file_.tell();
+        const int64 sectionEnd = h.length > std::numeric_limits<int64>::max() - start
+                                     ? std::numeric_limits<int64>::max()
+                                     : start + h.length;
+
+        bool sawTimes = false;
+        bool sawJumps = false;
+        while (file_.readHeader(h)) {
+            if (debugLevel >= 1) {
+                h.print(std::cerr) << ' ' << file_.tell() << '\n';
+            }
+            if (h.tag == kTagSAMP) {
+                break;
+            }
+            if (h.tag == kTagTIMS) {
+                sawTimes = true;
+                // Every entry occupies its own bytes of the file, so a table longer than the rest
+                // of the file, or not a whole number of entries, is damaged.
+                if (h.length < 0 || h.length > file_.bytesLeft() ||
+                    h.length % static_cast<int64>(sizeof(float)) != 0) {
+                    failLoad(__LINE__, "error reading TIMS chunk");
+                }
+                const size_t old = times_.size();
+                times_.resize(old + static_cast<size_t>(h.length) / sizeof(float));
+                if (!file_.readData(h, times_.data() + old)) {
+                    failLoad(__LINE__, "error reading TIMS chunk");
+                }
+            } else if (h.tag == kTagJSAM) {
+                sawJumps = true;
+                if (h.length < 0 || h.length > file_.bytesLeft() ||
+                    h.length % static_cast<int64>(sizeof(int64)) != 0) {
+                    failLoad(__LINE__, "error reading JSAM chunk");
+                }
+                const size_t old = jumpTable_.size();
+                jumpTable_.resize(old + static_cast<size_t>(h.length) / sizeof(int64));
+                if (!file_.readData(h, jumpTable_.data() + old)) {
+                    failLoad(__LINE__, "error reading JSAM chunk");
+                }
+            } else if (h.tag == kTagFREE) {
+                if (!file_.skipData(h)) {
+                    failLoad(__LINE__, "error skipping FREE chunk");
+                }
+            }
+            // Any other header is only consumed: the walk goes on inside its payload.
+        }
+        if (!sawJumps) {
+            failLoad(__LINE__, "missing JSAM chunk");
+        }
+        if (jumpTable_.empty()) {
+            failLoad(__LINE__, "no entries in jump table");
+        }
+        if (meta_.rate == 0.0f) {
+            if (!sawTimes) {
+                failLoad(__LINE__, "missing TIMS chunk");
+            }
+            if (times_.size() != jumpTable_.size()) {
+                failLoad(__LINE__, "jump table and time table size mismatch");
+            }
+        } else if (sawTimes) {
+            failLoad(__LINE__, "unexpected TIMS chunk");
+        }
+        if (static_cast<int64>(jumpTable_.size()) >= numSamples) {
+            return;
+        }
+        // The next section lies behind everything scanned so far; a section end before the scan's
+        // position would revisit bytes already read (and could do so without end).
+        if (!file_.isOpen() || sectionEnd < file_.tell() ||
+            !file_.seek(sectionEnd, SEEK_SET, true)) {
+            failLoad(__LINE__, "error seeking file");
+        }
+    }
+}
+
+// Checks the jump table against the number of samples, then the time range against the tables.
+void ZelCache::checkTimes() {
+    if (static_cast<int64>(jumpTable_.size()) != meta_.numSamples) {
+        failLoad(__LINE__, "number of samples is wrong");
+    }
+    if (times_.empty()) {
+        const float x = (meta_.lastTime - meta_.firstTime) * meta_.rate;
+        const double xd = x;
+        // Rounded half away from zero; a NaN or out-of-range count never matches a table.
+        if (!(xd > -2147483648.0 && xd < 2147483647.0)) {
+            failLoad(__LINE__, "number of samples is wrong");
+        }
+        const int n = xd > 0.0 ? static_cast<int>(xd + 0.5) : -static_cast<int>(0.5 - xd);
+        if (static_cast<float>(jumpTable_.size()) != static_cast<float>(n) + 1.0f) {
+            failLoad(__LINE__, "number of samples is wrong");
+        }
+    } else {
+        if (meta_.firstTime != times_.front()) {
+            failLoad(__LINE__, "first time is wrong");
+        }
+        if (meta_.lastTime != times_.back()) {
+            failLoad(__LINE__, "last time is wrong");
+        }
+    }
+}
+
+bool ZelCache::close() {
+    return file_.close();
+}
+
+bool ZelCache::setKeepOpen(bool keepOpen) {
+    keepOpen_ = keepOpen;
+    return keepOpen ? true : file_.close();
+}
+
+bool ZelCache::getKeepOpen() const {
+    return keepOpen_;
+}
+
+const std::string& ZelCache::getFilename() const {
+    return filename_;
+}
+
+int ZelCache::getVersion() const {
+    return static_cast<int>(dzel_.getVersion());
+}
+
+const std::string& ZelCache::getApplication() const {
+    return meta_.application;
+}
+
+const std::string& ZelCache::getSourceFile() const {
+    return meta_.sourceFile;
+}
+
+const int64& ZelCache::getDateStamp() const {
+    return meta_.date;
+}
+
+float ZelCache::getFirstTime() const {
+    return meta_.firstTime;
+}
+
+float ZelCache::getLastTime() const {
+    return meta_.lastTime;
+}
+
+float ZelCache::getRate() const {
+    return meta_.rate;
+}
+
+int ZelCache::getSpace() const {
+    return static_cast<int>(meta_.space);
+}
+
+int ZelCache::getNumSamples() const {
+    return static_cast<int>(meta_.numSamples);
+}
+
+int ZelCache::getNumObjects() const {
+    return static_cast<int>(meta_.getNumObjects());
+}
+
+bool ZelCache::isAnimated() const {
+    if (meta_.numSamples == 0) {
+        return false;
+    }
+    const float span = meta_.lastTime - meta_.firstTime;
+    return span > 0.0f;
+}
+
+bool ZelCache::isNonUniform() const {
+    return meta_.rate == 0.0f;
+}
+
+const ZelDZELChunk& ZelCache::getDZELChunk() const {
+    return dzel_;
+}
+
+ZelMETAChunk& ZelCache::getMETAChunk() {
+    return meta_;
+}
+
+// ---- Sample times and indices ----
+// All arithmetic stays in single precision and compares exactly: a time is on a sample or not.
+
+int ZelCache::getSampleIndex(float time) const {
+    const int n = getNumSamples();
+    if (n == 0) {
+        return -1;
+    }
+    const float first = meta_.firstTime;
+    if (first > time || time > meta_.lastTime) {
+        return -1;
+    }
+    if (meta_.rate != 0.0f) {
+        const float p = (time - first) * meta_.rate;
+        float whole;
+        const float fraction = std::modf(p, &whole);
+        if (fraction != 0.0f) {
+            return -1;
+        }
+        const int i = truncateToInt(whole);
+        return i < 0 || i >= n ? -1 : i;
+    }
+    const auto it = std::lower_bound(times_.begin(), times_.end(), time);
+    if (it == times_.end() || *it != time) {
+        return -1;
+    }
+    return static_cast<int>(it - times_.begin());
+}
+
+int ZelCache::getMaxSampleIndexNotGreaterThan(float time) const {
+    const int n = getNumSamples();
+    if (n == 0) {
+        return -1;
+    }
+    const float t = meta_.lastTime < time ? meta_.lastTime : time;
+    if (meta_.firstTime > t) {
+        return -1;
+    }
+    if (meta_.rate != 0.0f) {
+        const int i = truncateToInt((t - meta_.firstTime) * meta_.rate);
+        return i < 0 || i >= n ? -1 : i;
+    }
+    // The lower bound of a NaN is position 0, which would pass for a sample.
+    if (std::isnan(t)) {
+        return -1;
+    }
+    // The first sample not before t: between two samples this is the later one, unlike the
+    // uniform branch above. Callers rely on both behaviours as they are.
+    const auto it = std::lower_bound(times_.begin(), times_.end(), t);
+    return it == times_.end() ? -1 : static_cast<int>(it - times_.begin());
+}
+
+int ZelCache::getMinSampleIndexNotLessThan(float time) const {
+    const int n = getNumSamples();
+    if (n == 0) {
+        return -1;
+    }
+    const float t = meta_.firstTime > time ? meta_.firstTime : time;
+    if (t > meta_.lastTime) {
+        return -1;
+    }
+    if (meta_.rate != 0.0f) {
+        const int i = truncateToInt(std::ceil((t - meta_.firstTime) * meta_.rate));
+        return i < 0 || i >= n ? -1 : i;
+    }
+    if (std::isnan(t)) {
+        return -1;
+    }
+    auto it = std::lower_bound(times_.begin(), times_.end(), t);
+    while (it != times_.end() && *it < t) {
+        ++it;
+    }
+    return it == times_.end() ? -1 : static_cast<int>(it - times_.begin());
+}
+
+float ZelCache::getSampleTime(int index) const {
+    const int n = getNumSamples();
+    if (n == 0 || index < 0 || index >= n) {
+        return noTime();
+    }
+    if (meta_.rate == 0.0f) {
+        // A loaded cache has one time per sample; anything else is a broken table.
+        assert(static_cast<size_t>(index) < times_.size());
+        if (static_cast<size_t>(index) >= times_.size()) {
+            return noTime();
+        }
+        return times_[static_cast<size_t>(index)];
+    }
+    const float t = static_cast<float>(index) / meta_.rate + meta_.firstTime;
+    if (meta_.firstTime > t || t > meta_.lastTime) {
+        return noTime();
+    }
+    return t;
+}
+
+// ---- Object lookup ----
+
+std::string ZelCache::shortName(const std::string& name) {
+    return std::string(shortView(name));
+}
+
+bool ZelCache::compareNames(const std::string& a, const std::string& b) const {
+    if (a == b) {
+        if (debugLevel >= 3) {
+            std::cerr << "long name match 1st in 2nd string\n" << a << '\n' << b << '\n';
+        }
+        return true;
+    }
+    if (shortView(b) == shortView(a)) {
+        if (debugLevel >= 3) {
+            std::cerr << "short name match \n" << a << '\n' << b << '\n';
+        }
+        return true;
+    }
+    return false;
+}
+
+int ZelCache::findObjectIndex(const std::string& name, int start) const {
+    const int n = getNumObjects();
+    if (n == 0 || name.empty()) {
+        return -1;
+    }
+    if (start < 0 || start >= n) {
+        start = 0;
+    }
+    for (int64 k = 0; k < n; ++k) {
+        const int i = static_cast<int>((start + k) % n);
+        if (compareNames(getName(i), name)) {
+            return i;
+        }
+    }
+    return -1;
+}
+
+const ZelDOBJChunk* ZelCache::objDef(int object) const {
+    assert(object >= 0 && object < getNumObjects());
+    return meta_.getDOBJ(object);
+}
+
+const std::string& ZelCache::getName(int object) const {
+    return objDef(object)->getName();
+}
+
+const ZelDOBJChunk* ZelCache::getObjDef(int object) const {
+    return objDef(object);
+}
+
+int ZelCache::getNumAttrs(int object) const {
+    const ZelDATRChunk* datr = objDef(object)->getDATR();
+    if (datr == nullptr) {
+        return 0;
+    }
+    return static_cast<int>(datr->getAATR().names().size() + datr->getSATR().names().size());
+}
+
+int ZelCache::findAttr(int object, const std::string& name) const {
+    const ZelDATRChunk* datr = objDef(object)->getDATR();
+    return datr == nullptr ? -1 : datr->findAttr(name);
+}
+
+std::string ZelCache::getAttrName(int object, int attr) const {
+    return objDef(object)->getAttrName(attr);
+}
+
+std::string ZelCache::getAttrType(int object, int attr) const {
+    return objDef(object)->getAttrType(attr);
+}
+
+bool ZelCache::isAttrAnimated(int object, int attr) const {
+    const ZelDATRChunk* datr = objDef(object)->getDATR();
+    return datr != nullptr && datr->isAnimated(attr);
+}
+
+const ZelChunk* ZelCache::findChunk(const ZelChunk* root, unsigned tag) {
+    if (root == nullptr) {
+        return nullptr;
+    }
+    if (root->getTag() == tag) {
+        return root;
+    }
+    if (root->getType() != kTypeGroup) {
+        return nullptr;
+    }
+    const auto* group = dynamic_cast<const ZelGroupChunk*>(root);
+    if (group == nullptr) {
+        return nullptr;
+    }
+    for (uint64 i = 0; i < group->numChildren(); ++i) {
+        if (const ZelChunk* found = findChunk(group->getChild(i), tag)) {
+            return found;
+        }
+    }
+    return nullptr;
+}
+
+ZelChunk* ZelCache::findChunk(ZelChunk* root, unsigned tag) {
+    return const_cast<ZelChunk*>(findChunk(static_cast<const ZelChunk*>(root), tag));
+}
+
+bool ZelCache::objectHas(int object, unsigned tag) {
+    if (object < 0 || object >= getNumObjects()) {
+        return false;
+    }
+    if (findChunk(getObjDef(object), tag) != nullptr) {
+        return true;
+    }
+    if (tag == kTagDATR && getNumAttrs(object) > 0) {
+        return true;
+    }
+    if (getNumSamples() < 1) {
+        return false;
+    }
+    const int s = getSampleIndex(getFirstTime());
+    if (s < 0) {
+        return false;
+    }
+    const std::unique_ptr<ZelGroupChunk> sample(loadObjectSample(s, object));
+    return sample != nullptr && findChunk(sample.get(), tag) != nullptr;
+}
+
+bool ZelCache::isObjectAnimated(int object, unsigned tag) {
+    if (getNumSamples() < 1 || object < 0 || object >= getNumObjects()) {
+        return false;
+    }
+    // Data held in the definition is static, whatever the samples hold.
+    if (findChunk(getObjDef(object), tag) != nullptr) {
+        return false;
+    }
+    const int s = getSampleIndex(getFirstTime());
+    if (s < 0) {
+        return false;
+    }
+    const std::unique_ptr<ZelGroupChunk> sample(loadObjectSample(s, object));
+    return sample != nullptr && findChunk(sample.get(), tag) != nullptr;
+}
+
+// ---- On-demand sample reads ----
+
+bool ZelCache::seekObjectSample(ZelHeader& header, int sample, int object) {
+    if (!file_.isOpen() && !file_.open(filename_.c_str(), update_ ? "r+" : "r")) {
+        return false;
+    }
+    if (getNumSamples() == 0) {
+        return false;
+    }
+    if (sample != currentSample_) {
+        // Forget the old table first, so that a failure below leaves no stale one.
+        currentSample_ = -1;
+        if (!file_.isOpen()) {
+            return false;
+        }
+        // A sample the file has no jump entry for (one only in memory) cannot be read.
+        if (sample < 0 || static_cast<size_t>(sample) >= jumpTable_.size()) {
+            return false;
+        }
+        const int64 offset = jumpTable_[static_cast<size_t>(sample)];
+        if (offset < 0 || !file_.seek(offset, SEEK_SET, true)) {
+            return false;
+        }
+        ZelHeader h;
+        if (!file_.readHeader(h) || h.tag != kTagSAMP || h.type != kTypeGroup || h.length == 0) {
+            return false;
+        }
+        if (!file_.readHeader(h)) {
+            return false;
+        }
+        while (h.tag != kTagJOBJ) {
+            if (h.tag == kTagSOBJ || !file_.skipData(h) || !file_.readHeader(h)) {
+                return false;
+            }
+        }
+        if (h.length < 0 || h.length % static_cast<int64>(sizeof(int64)) != 0 ||
+            h.length > file_.bytesLeft()) {
+            return false;
+        }
+        objectOffsets_.resize(static_cast<size_t>(h.length) / sizeof(int64));
+        if (!file_.readData(h, objectOffsets_.data())) {
+            return false;
+        }
+        currentSample_ = sample;
+    }
+    if (object < 0 || static_cast<size_t>(object) >= objectOffsets_.size() || !file_.isOpen()) {
+        return false;
+    }
+    const int64 offset = objectOffsets_[static_cast<size_t>(object)];
+    if (offset < 0 || !file_.seek(offset, SEEK_SET, true)) {
+        return false;
+    }
+    return file_.readHeader(header) && header.tag == kTagSOBJ && header.type == kTypeGroup;
+}
+
+bool ZelCache::seekChannelSample(ZelHeader& header, int sample, int object, unsigned tag,
+                                 int* index) {
+    if (!seekObjectSample(header, sample, object) || header.length == 0) {
+        return false;
+    }
+    const uint64 level = file_.getLevel();
+    for (int p = 0;; ++p) {
+        if (!file_.readHeader(header)) {
+            return false;
+        }
+        if (header.tag == tag) {
+            if (index == nullptr) {
+                return true;
+            }
+            if (p >= *index) {
+                *index = p;
+                return true;
+            }
+        }
+        // A skip that changes the depth has left the object's group: the chunk is not there.
+        if (!file_.skipData(header) || file_.getLevel() != level) {
+            return false;
+        }
+    }
+}
+
+ZelGroupChunk* ZelCache::loadObjectSample(int sample, int object) {
+    ZelHeader header;
+    std::unique_ptr<ZelGroupChunk> group;
+    if (seekObjectSample(header, sample, object)) {
+        group = std::make_unique<ZelGroupChunk>(kTagSOBJ);
+        if (!group->read(header, file_)) {
+            group.reset();
+        }
+    }
+    if (!keepOpen_) {
+        file_.close();
+    }
+    return group.release();
+}
+
+}  // namespace Zel
