@@ -2,11 +2,13 @@
 #ifndef ZEL_H
 #define ZEL_H
 
-#include "ZelTypes.h"
-#include "ZelHeader.h"
-#include "ZelFile.h"
 #include "ZelChunks.h"
 #include "ZelDefinitionChunks.h"
+#include "ZelFile.h"
 #include "ZelFileChunks.h"
+#include "ZelHeader.h"
+#include "ZelInterpolation.h"
+#include "ZelMatrix.h"
+#include "ZelTypes.h"
 
 #endif

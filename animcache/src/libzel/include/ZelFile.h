@@ -48,7 +48,7 @@ struct ZelTypeCode<double> {
 // Copies share the open stream (same handle, same position); the stream is closed when the last
 // copy closes it or is destroyed.
 class ZEL_API ZelFile {
-public:
+  public:
     ZelFile();
     // Constructs closed, then opens `path` with `mode`; `*ok` (when given) receives the result.
     ZelFile(const char* path, const char* mode, bool* ok = nullptr);
@@ -97,10 +97,10 @@ public:
     // A leaf chunk of the element type of T. An empty vector writes a header-only chunk at the
     // current position, whatever `offset` says.
     template <class T>
-    bool writeChunk(uint32 tag, const std::vector<T>& values, int64 offset = -1,
-                    uint8 compound = 0, uint8 dimension = 0) {
-        ZelHeader h(tag, ZelTypeCode<T>::value,
-                    static_cast<int64>(values.size() * sizeof(T)), compound, dimension);
+    bool writeChunk(uint32 tag, const std::vector<T>& values, int64 offset = -1, uint8 compound = 0,
+                    uint8 dimension = 0) {
+        ZelHeader h(tag, ZelTypeCode<T>::value, static_cast<int64>(values.size() * sizeof(T)),
+                    compound, dimension);
         if (values.empty()) {
             return writeChunk(h, nullptr, -1);
         }
@@ -127,7 +127,7 @@ public:
     // when closed). Readers compare a payload length with it before allocating for the payload.
     int64 bytesLeft() const;
 
-private:
+  private:
     struct Stream;
 
     bool prepare(bool forWrite);

@@ -30,7 +30,7 @@ enum : uint8 {
 // A chunk header: tag, element type, compound kind, dimension, a reserved byte and the payload
 // length. Written to and read from a file as these 16 bytes, little-endian, with no conversion.
 class ZEL_API ZelHeader {
-public:
+  public:
     // Tag "FREE", every code 0, length 0: an empty reserved-space chunk.
     ZelHeader();
     // Note the argument order: the length comes before the two descriptive codes.

@@ -50,7 +50,9 @@ ZelFile& ZelFile::operator=(const ZelFile& other) {
     return *this;
 }
 
-ZelFile::~ZelFile() { close(); }
+ZelFile::~ZelFile() {
+    close();
+}
 
 bool ZelFile::open(const char* path, const char* mode) {
     if (isOpen()) {
@@ -87,13 +89,21 @@ bool ZelFile::close() {
     return ok;
 }
 
-bool ZelFile::isOpen() const { return stream_ != nullptr; }
+bool ZelFile::isOpen() const {
+    return stream_ != nullptr;
+}
 
-bool ZelFile::exists(const char* path) { return path != nullptr && access(path, F_OK) == 0; }
+bool ZelFile::exists(const char* path) {
+    return path != nullptr && access(path, F_OK) == 0;
+}
 
-bool ZelFile::isReadable(const char* path) { return path != nullptr && access(path, R_OK) == 0; }
+bool ZelFile::isReadable(const char* path) {
+    return path != nullptr && access(path, R_OK) == 0;
+}
 
-bool ZelFile::isWritable(const char* path) { return path != nullptr && access(path, W_OK) == 0; }
+bool ZelFile::isWritable(const char* path) {
+    return path != nullptr && access(path, W_OK) == 0;
+}
 
 bool ZelFile::isZelFile(const char* path) {
     if (path == nullptr) {
@@ -355,8 +365,12 @@ bool ZelFile::rewind() {
     return seekTo(0, SEEK_SET);
 }
 
-uint64 ZelFile::getLevel() const { return levels_.size(); }
+uint64 ZelFile::getLevel() const {
+    return levels_.size();
+}
 
-int64 ZelFile::bytesLeft() const { return isOpen() ? stream_->size - stream_->pos : 0; }
+int64 ZelFile::bytesLeft() const {
+    return isOpen() ? stream_->size - stream_->pos : 0;
+}
 
 }  // namespace Zel

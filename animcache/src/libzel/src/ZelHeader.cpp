@@ -5,7 +5,7 @@ namespace Zel {
 const char* const zelTypeNames[] = {"undef", "group", "cstr", "int32", "float", "int64", "double"};
 const char* const zelCompoundNames[] = {"undef",     "point", "vector",  "normal",
                                         "transform", "color", "compound"};
-const char* const zelDimensionNames[] = {"undef", "scalar", "2d", "3d", "4d", "", "", "", "",
+const char* const zelDimensionNames[] = {"undef", "scalar", "2d", "3d", "4d", "", "", "",   "",
                                          "3x3",   "",       "",   "",   "",   "", "", "4x4"};
 
 namespace {
@@ -17,7 +17,11 @@ constexpr uint8 kNumDimensionNames = sizeof(zelDimensionNames) / sizeof(zelDimen
 ZelHeader::ZelHeader() : ZelHeader(makeTag("FREE"), kTypeUndef, 0, 0, 0) {}
 
 ZelHeader::ZelHeader(uint32 tag_, uint8 type_, int64 length_, uint8 compound_, uint8 dimension_)
-    : tag(tag_), type(type_), compound(compound_), dimension(dimension_), reserved(0),
+    : tag(tag_),
+      type(type_),
+      compound(compound_),
+      dimension(dimension_),
+      reserved(0),
       length(length_) {}
 
 void ZelHeader::set(uint32 tag_, uint8 type_, int64 length_, uint8 compound_, uint8 dimension_) {
