@@ -9,6 +9,8 @@
 #include "ZelHeader.h"
 #include "ZelInterpolation.h"
 #include "ZelMatrix.h"
+#include "ZelSAMSChunk.h"
 #include "ZelTypes.h"
+#include "zelUtils.h"
 
 #endif
