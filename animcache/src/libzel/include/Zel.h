@@ -2,12 +2,19 @@
 #ifndef ZEL_H
 #define ZEL_H
 
+#include "GeometryZelObj.h"
+#include "LocatorZelObj.h"
+#include "MeshZelObj.h"
+#include "NurbsZelObj.h"
+#include "TransformZelObj.h"
 #include "ZelCache.h"
 #include "ZelChunks.h"
 #include "ZelDefinitionChunks.h"
 #include "ZelFile.h"
 #include "ZelFileChunks.h"
 #include "ZelHeader.h"
+#include "ZelHelperObj.h"
+#include "ZelHelperObjFactory.h"
 #include "ZelInterpolation.h"
 #include "ZelMatrix.h"
 #include "ZelRoMemCache.h"
