@@ -17,6 +17,9 @@
 #include "ZelHelperObjFactory.h"
 #include "ZelInterpolation.h"
 #include "ZelMatrix.h"
+#include "ZelRoMemCache.h"
+#include "ZelSAMSChunk.h"
 #include "ZelTypes.h"
+#include "zelUtils.h"
 
 #endif
