@@ -167,10 +167,10 @@ bool TransformZelObj::gatherChannels(const std::vector<int>& samples, int order,
         return false;
     }
     // A separately stored rotate order wins over the "rotateOrder" channel.
-    const std::vector<int>* override = nullptr;
+    const std::vector<int>* mtro = nullptr;
     AnimationState origin = kStatic;
-    if (getLeafData(samples[0], makeTag("MTRO"), override, origin) && !override->empty()) {
-        setRotateOrderOverride(channels, override->front());
+    if (getLeafData(samples[0], makeTag("MTRO"), mtro, origin) && !mtro->empty()) {
+        setRotateOrderOverride(channels, mtro->front());
     }
     const T* composed = composeTransform(channels);
     for (int i = 0; i < 16; ++i) {
