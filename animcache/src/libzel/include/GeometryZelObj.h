@@ -34,7 +34,7 @@ class ZEL_API GeometryZelObj : public ZelHelperObj {
     // Positions at any time, blended with the order of `hints` from positions stored as float.
     // On a sample (within 0.001), outside the samples or for an order other than 1 to 3 it is the
     // plain copy of the chosen sample (float or double). False, `positions` empty, when a read
-    // fails, so positions stored as double can't be blended.
+    // fails (so positions stored as double can't be blended) or a later sample is shorter.
     virtual bool getPositionAtTime(float time, ZelInterpolationHints& hints,
                                    std::vector<double>& positions, AnimationState& state,
                                    int& dimension) const;

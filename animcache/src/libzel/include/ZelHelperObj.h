@@ -134,7 +134,7 @@ class ZEL_API ZelHelperObj {
     // The attribute's values (stored as double) at any time, blended between the samples around
     // it with the order of `hints`. A time on a sample (within 0.001), outside the samples or an
     // order other than 1 to 3 gives the plain values of the chosen sample. False when a sample
-    // read fails; `values` is then empty.
+    // read fails or a later sample holds fewer values than the first; `values` is then empty.
     bool getAttrAtTime(float time, int attrIndex, ZelInterpolationHints& hints,
                        std::vector<double>& values, int& dimension) const;
 

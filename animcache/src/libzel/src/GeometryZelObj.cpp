@@ -25,7 +25,9 @@ bool positionsAtTime(const GeometryZelObj& obj, float time, int order, bool blen
     }
     const std::vector<float>* arrays[4] = {nullptr, nullptr, nullptr, nullptr};
     for (int i = 0; i <= order; ++i) {
-        if (!obj.getPositionData(samples[i], arrays[i], state, dimension)) {
+        // A later sample shorter than the first would be read past its end: refuse it.
+        if (!obj.getPositionData(samples[i], arrays[i], state, dimension) ||
+            arrays[i]->size() < arrays[0]->size()) {
             return false;
         }
     }

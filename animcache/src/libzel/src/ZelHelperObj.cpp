@@ -488,7 +488,9 @@ bool ZelHelperObj::getAttrAtTime(float time, int attrIndex, ZelInterpolationHint
     }
     const std::vector<double>* arrays[4] = {nullptr, nullptr, nullptr, nullptr};
     for (int i = 0; i <= order; ++i) {
-        if (!getAttrData(samples[i], attrIndex, arrays[i], dimension)) {
+        // A later sample shorter than the first would be read past its end: refuse it.
+        if (!getAttrData(samples[i], attrIndex, arrays[i], dimension) ||
+            arrays[i]->size() < arrays[0]->size()) {
             return false;
         }
     }

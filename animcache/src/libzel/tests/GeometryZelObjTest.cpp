@@ -183,6 +183,33 @@ TEST(GeometryZelObj, DoublePositionsOnlyAtSamples) {
     EXPECT_EQ(d, (std::vector<double>{5, 10, 25, 1}));
 }
 
+TEST(GeometryZelObj, ShorterLaterSampleIsRefused) {
+    TempDir dir;
+    CacheBuilder b(2, 0, 1);
+    const int o = b.addObject("o");
+    b.addSampled<float>(0, o, "POSI", {0, 0, 0, 1, 1, 1}, 3);
+    b.addSampled<float>(1, o, "POSI", {2, 2, 2}, 3);
+    ZelRoMemCache cache;
+    ASSERT_TRUE(b.writeAndLoad(dir.file("c.zel"), cache));
+    HelperPtr<GeometryZelObj> g = build<GeometryZelObj>(ZelHelperObjFactory(&cache), o);
+    ZelInterpolationHints hints;
+    std::vector<float> f;
+    State state = ZelHelperObj::kStatic;
+    int dim = 0;
+    EXPECT_FALSE(g->getPositionAtTime(0.5f, hints, f, state, dim));
+    EXPECT_TRUE(f.empty());
+    // Reading the other way round is fine: only the first sample's length is used.
+    CacheBuilder b2(2, 0, 1);
+    b2.addObject("o");
+    b2.addSampled<float>(0, 0, "POSI", {2, 2, 2}, 3);
+    b2.addSampled<float>(1, 0, "POSI", {0, 0, 0, 1, 1, 1}, 3);
+    ZelRoMemCache cache2;
+    ASSERT_TRUE(b2.writeAndLoad(dir.file("c2.zel"), cache2));
+    g = build<GeometryZelObj>(ZelHelperObjFactory(&cache2), 0);
+    ASSERT_TRUE(g->getPositionAtTime(0.5f, hints, f, state, dim));
+    EXPECT_EQ(f, (std::vector<float>{1, 1, 1}));
+}
+
 TEST(GeometryZelObj, RestPoseFromTheFirstPrefAttribute) {
     TempDir dir;
     CacheBuilder b(2, 0, 1);

@@ -374,6 +374,17 @@ TEST(ZelHelperObj, AttributeAtTimeFailuresAndDegenerateRuns) {
     EXPECT_FALSE(p.getAttrAtTime(0.5f, 0, hints, v, dim));
     EXPECT_TRUE(v.empty());
     EXPECT_EQ(dim, 0);
+    // A later sample shorter than the first is refused rather than read past its end.
+    CacheBuilder b3(2, 0, 1);
+    const int o3 = b3.addObject("obj");
+    b3.addAnimatedAttr(o3, "a");
+    b3.addAnimatedValue<double>(0, o3, {1, 2});
+    b3.addAnimatedValue<double>(1, o3, {3});
+    ZelRoMemCache cache3;
+    ASSERT_TRUE(b3.writeAndLoad(dir.file("c3.zel"), cache3));
+    hints.order = 1;
+    EXPECT_FALSE(Probe(&cache3, o3).getAttrAtTime(0.5f, 0, hints, v, dim));
+    EXPECT_TRUE(v.empty());
     // Fewer samples than the order needs: the run repeats the last sample and t is not finite.
     CacheBuilder b2(2, 0, 1);
     buildPowers(b2, 2);
