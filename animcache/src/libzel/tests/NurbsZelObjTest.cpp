@@ -1,0 +1,271 @@
+#include "NurbsZelObj.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "ZelRoMemCache.h"
+#include "support/CacheBuilder.h"
+#include "support/HelperFixture.h"
+#include "support/TempDir.h"
+
+using namespace Zel;
+using ZelTest::build;
+using ZelTest::CacheBuilder;
+using ZelTest::HelperPtr;
+using ZelTest::TempDir;
+
+namespace {
+
+using State = ZelHelperObj::AnimationState;
+using Floats = std::vector<float>;
+
+// Stored points (i, j, 10i + j), u major; a curve has j = 0.
+Floats grid(int mu, int mv) {
+    Floats p;
+    for (int i = 0; i < mu; ++i) {
+        for (int j = 0; j < mv; ++j) {
+            p.insert(p.end(), {float(i), float(j), float(10 * i + j)});
+        }
+    }
+    return p;
+}
+
+Floats point(int i, int j) {
+    return {float(i), float(j), float(10 * i + j), 1};
+}
+
+// The homogeneous point p of `points`, as floats.
+template <class T>
+Floats at(const std::vector<T>& points, int p) {
+    return Floats(points.begin() + 4 * p, points.begin() + 4 * p + 4);
+}
+
+// A curve (one degree and form) or a surface (two) with static definition chunks.
+int addNurbs(CacheBuilder& b, const std::vector<int>& degrees,
+             const std::vector<std::string>& forms, const Floats& ku, const Floats& kv = {}) {
+    const int o = b.addObject("nurbs");
+    b.addStatic<int>(o, degrees.size() == 1 ? "NRBC" : "NRBS", {1});
+    b.addStatic<int>(o, "DEGR", degrees);
+    b.addStatic<std::string>(o, "FORM", forms);
+    if (!ku.empty()) {
+        b.addStatic<float>(o, "KNTU", ku);
+    }
+    if (!kv.empty()) {
+        b.addStatic<float>(o, "KNTV", kv);
+    }
+    return o;
+}
+
+}  // namespace
+
+TEST(NurbsCurveZelObj, KnotsAndPeriodicControlPoints) {
+    TempDir dir;
+    CacheBuilder b(1, 0, 1);
+    // Cubic periodic, 11 knots: 9 control points, 6 stored (in the sample).
+    const int periodic = addNurbs(b, {3}, {"kPeriodic"}, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10});
+    b.addSampled<float>(0, periodic, "POSI", grid(6, 1), 3);
+    // Knots as double; positions as double, which control points refuse.
+    const int dbl = addNurbs(b, {2}, {"kOpen"}, {});
+    b.addStatic<double>(dbl, "KNTU", {0, 0, 0, 1, 2, 2, 2});
+    b.addStatic<double>(dbl, "POSI", {0, 0, 0, 1, 1, 1, 2, 2, 2, 3, 3, 3, 4, 4, 4, 5, 5, 5});
+    // Periodic with fewer stored points than its degree.
+    const int shortPeriod = addNurbs(b, {3}, {"kPeriodic"}, {0, 1, 2, 3, 4, 5});
+    b.addStatic<float>(shortPeriod, "POSI", grid(1, 1), 3);
+    ZelRoMemCache cache;
+    ASSERT_TRUE(b.writeAndLoad(dir.file("c.zel"), cache));
+    ZelHelperObjFactory factory(&cache);
+
+    HelperPtr<NurbsCurveZelObj> c = build<NurbsCurveZelObj>(factory, periodic);
+    ASSERT_NE(c, nullptr);
+    State state = ZelHelperObj::kStatic;
+    std::vector<double> points;
+    ASSERT_TRUE(c->getControlPoints(0, points, state));
+    EXPECT_EQ(state, ZelHelperObj::kAnimated);
+    ASSERT_EQ(points.size(), 36u);
+    for (int p = 0; p < 9; ++p) {
+        EXPECT_EQ(at(points, p), point(p % 6, 0)) << p;  // 6, 7, 8 repeat 0, 1, 2
+    }
+
+    c = build<NurbsCurveZelObj>(factory, dbl);
+    Floats knots;
+    ASSERT_TRUE(c->getKnots(0, knots, state));
+    EXPECT_EQ(knots, (Floats{0, 0, 0, 1, 2, 2, 2}));
+    ASSERT_TRUE(c->getKnots(0, knots, state, true));
+    EXPECT_EQ(knots, (Floats{0, 0, 0, 0, 1, 2, 2, 2, 2}));
+    Floats untouched{7};
+    EXPECT_FALSE(c->getControlPoints(0, untouched, state));
+    EXPECT_FALSE(c->getControlPoints(0, points, state));
+    c = build<NurbsCurveZelObj>(factory, shortPeriod);
+    EXPECT_FALSE(c->getControlPoints(0, untouched, state));
+    EXPECT_EQ(untouched, Floats{7});
+    EXPECT_EQ(points.size(), 36u);
+}
+
+TEST(NurbsZelObj, ControlPointsAtTimeBlendEveryValueWeightsIncluded) {
+    // Samples at times 0..5; sample s stores every value as c + s³ (c its position), so around
+    // time 1.5 the blends give c + 4.5 (linear, samples 1 and 2), c + 3 (quadratic over 1..3,
+    // t = -0.5) and c + 1.875 (Catmull-Rom over 1..4, weights 9/16, 3/16, 7/16, -3/16).
+    TempDir dir;
+    CacheBuilder b(6, 0, 1);
+    const int curve = addNurbs(b, {1}, {"kOpen"}, {0, 1, 2});                        // 3 points
+    const int surface = addNurbs(b, {1, 1}, {"kOpen", "kOpen"}, {0, 1}, {0, 1, 2});  // 2 x 3
+    auto values = [](int n, float offset, bool weights) {
+        Floats v;
+        for (int c = 0; c < 3 * n; ++c) {
+            v.push_back(float(c) + offset);
+            if (weights && c % 3 == 2) {
+                v.push_back(1);
+            }
+        }
+        return v;
+    };
+    for (int s = 0; s < 6; ++s) {
+        b.addSampled<float>(s, curve, "POSI", values(3, float(s * s * s), false), 3);
+        b.addSampled<float>(s, surface, "POSI", values(6, float(s * s * s), false), 3);
+    }
+    ZelRoMemCache cache;
+    ASSERT_TRUE(b.writeAndLoad(dir.file("c.zel"), cache));
+    ZelHelperObjFactory factory(&cache);
+    HelperPtr<NurbsCurveZelObj> c = build<NurbsCurveZelObj>(factory, curve);
+    HelperPtr<NurbsSurfaceZelObj> s = build<NurbsSurfaceZelObj>(factory, surface);
+    ASSERT_NE(c, nullptr);
+    ASSERT_NE(s, nullptr);
+
+    ZelInterpolationHints hints;
+    State state = ZelHelperObj::kStatic;
+    Floats f;
+    std::vector<double> d;
+    const float offsets[] = {1, 4.5f, 3, 1.875f};  // order 0 takes sample 1
+    for (int order = 0; order <= 3; ++order) {
+        hints.order = order;
+        ASSERT_TRUE(c->getControlPointsAtTime(1.5f, hints, f, state)) << order;
+        EXPECT_EQ(f, values(3, offsets[order], true)) << order;
+        EXPECT_EQ(state, ZelHelperObj::kAnimated);
+        ASSERT_TRUE(s->getControlPointsAtTime(1.5f, hints, d, state)) << order;
+        EXPECT_EQ(Floats(d.begin(), d.end()), values(6, offsets[order], true)) << order;
+    }
+    // Order 4: the curve fails, output untouched; the surface takes sample 1, the run's first.
+    hints.order = 4;
+    f = {7};
+    EXPECT_FALSE(c->getControlPointsAtTime(1.5f, hints, f, state));
+    EXPECT_EQ(f, Floats{7});
+    ASSERT_TRUE(s->getControlPointsAtTime(1.5f, hints, f, state));
+    EXPECT_EQ(f, values(6, 1, true));
+    // A blend keeps the asked order: u fastest is the transpose of the 2 x 3 grid.
+    hints.order = 1;
+    ASSERT_TRUE(s->getControlPointsAtTime(1.5f, hints, f, state, true));
+    const Floats vFastest = values(6, 4.5f, true);
+    for (int p = 0; p < 6; ++p) {
+        EXPECT_EQ(at(f, p), at(vFastest, (p % 2) * 3 + p / 2)) << p;
+    }
+}
+
+TEST(NurbsSurfaceZelObj, ControlPointsInEitherOrderWithPeriodicWrap) {
+    TempDir dir;
+    CacheBuilder b(1, 0, 1);
+    // Open 4 x 5 (degrees 1 and 2); periodic 5 x 3 stored as 3 x 2 (degrees 2 and 1).
+    const int open = addNurbs(b, {1, 2}, {"kOpen", "kOpen"}, {0, 1, 2, 3}, {0, 0, 1, 2, 3, 3});
+    b.addStatic<float>(open, "POSI", grid(4, 5), 3);
+    const int periodic =
+        addNurbs(b, {2, 1}, {"kPeriodic", "kPeriodic"}, {0, 1, 2, 3, 4, 5}, {0, 1, 2});
+    b.addStatic<float>(periodic, "POSI", grid(3, 2), 3);
+    ZelRoMemCache cache;
+    ASSERT_TRUE(b.writeAndLoad(dir.file("c.zel"), cache));
+    ZelHelperObjFactory factory(&cache);
+
+    HelperPtr<NurbsSurfaceZelObj> s = build<NurbsSurfaceZelObj>(factory, open);
+    ASSERT_NE(s, nullptr);
+    Floats vFastest;
+    std::vector<double> uFastest;
+    State state = ZelHelperObj::kAnimated;
+    ASSERT_TRUE(s->getControlPoints(0, vFastest, state));
+    EXPECT_EQ(state, ZelHelperObj::kStatic);
+    ASSERT_TRUE(s->getControlPoints(0, uFastest, state, true));
+    ASSERT_EQ(vFastest.size(), 80u);
+    ASSERT_EQ(uFastest.size(), 80u);
+    for (int i = 0; i < 4; ++i) {
+        for (int j = 0; j < 5; ++j) {
+            EXPECT_EQ(at(vFastest, i * 5 + j), point(i, j));
+            EXPECT_EQ(at(uFastest, j * 4 + i), point(i, j));
+        }
+    }
+
+    s = build<NurbsSurfaceZelObj>(factory, periodic);
+    ASSERT_TRUE(s->getControlPoints(0, vFastest, state));
+    ASSERT_EQ(vFastest.size(), 60u);
+    for (int i = 0; i < 5; ++i) {
+        for (int j = 0; j < 3; ++j) {
+            EXPECT_EQ(at(vFastest, i * 3 + j), point(i % 3, j % 2)) << i << " " << j;
+        }
+    }
+    ASSERT_TRUE(s->getControlPoints(0, uFastest, state, true));
+    EXPECT_EQ(at(uFastest, 13), point(0, 0));  // (3, 2) wraps to (0, 0)
+}
+
+TEST(NurbsSurfaceZelObj, PerControlPointAttributesAndRestPose) {
+    TempDir dir;
+    CacheBuilder b(2, 0, 1);
+    const int s = addNurbs(b, {1, 1}, {"kOpen", "kOpen"}, {0, 1}, {0, 1, 2});  // 2 x 3
+    // Element e: (e, 10e) as double, e as int64, a letter, or 5 floats (not one per point).
+    std::vector<double> pairs;
+    std::vector<int64> ids;
+    std::vector<std::string> names;
+    for (int e = 0; e < 6; ++e) {
+        pairs.insert(pairs.end(), {double(e), 10.0 * e});
+        ids.push_back(e);
+        names.push_back(std::string(1, char('a' + e)));
+    }
+    const int aPairs = b.addStaticAttr<double>(s, "pairs", pairs, 2);
+    const int aIds = b.addStaticAttr<int64>(s, "ids", ids);
+    const int aNames = b.addStaticAttr<std::string>(s, "names", names);
+    const int aOdd = b.addStaticAttr<float>(s, "odd", {0, 1, 2, 3, 4}, 1);
+    b.addStaticAttr<float>(s, "rmanP__Pref", grid(2, 3), 3);
+    // The degrees only in the samples: the rest pose, read at no sample, can't be reordered.
+    const int anim = b.addObject("anim");
+    b.addStatic<int>(anim, "NRBS", {1});
+    b.addStatic<float>(anim, "KNTU", {0, 1});
+    b.addStatic<float>(anim, "KNTV", {0, 1, 2});
+    b.addSampled<int>(1, anim, "DEGR", {1, 1});
+    b.addStaticAttr<double>(anim, "vorn_Pref", pairs, 2);
+    ZelRoMemCache cache;
+    ASSERT_TRUE(b.writeAndLoad(dir.file("c.zel"), cache));
+    ZelHelperObjFactory factory(&cache);
+    HelperPtr<NurbsSurfaceZelObj> obj = build<NurbsSurfaceZelObj>(factory, s);
+    ASSERT_NE(obj, nullptr);
+
+    // u fastest takes stored elements 0, 3, 1, 4, 2, 5; the companion type fills in.
+    Floats f;
+    int dim = 0;
+    ASSERT_TRUE(obj->getAttr(0, aPairs, f, dim, true));
+    EXPECT_EQ(dim, 2);
+    EXPECT_EQ(f, (Floats{0, 0, 3, 30, 1, 10, 4, 40, 2, 20, 5, 50}));
+    std::vector<double> d;
+    ASSERT_TRUE(obj->getAttr(0, aPairs, d, dim));
+    EXPECT_EQ(d, pairs);
+    std::vector<int> iv;
+    ASSERT_TRUE(obj->getAttr(0, aIds, iv, dim, true));
+    EXPECT_EQ(iv, (std::vector<int>{0, 3, 1, 4, 2, 5}));
+    std::vector<std::string> sv;
+    ASSERT_TRUE(obj->getAttr(0, aNames, sv, true));
+    EXPECT_EQ(sv, (std::vector<std::string>{"a", "d", "b", "e", "c", "f"}));
+    EXPECT_FALSE(obj->getAttr(0, aIds, sv));  // strings have no companion
+    EXPECT_EQ(sv.size(), 6u);
+    ASSERT_TRUE(obj->getAttr(0, aOdd, f, dim, true));
+    EXPECT_EQ(f, (Floats{0, 1, 2, 3, 4}));
+
+    // The rest pose keeps its own 3 components, no weight, reordered like an attribute.
+    ASSERT_TRUE(obj->getPrefControlPoints(d, true));
+    EXPECT_EQ(Floats(d.begin(), d.end()),
+              (Floats{0, 0, 0, 1, 0, 10, 0, 1, 1, 1, 1, 11, 0, 2, 2, 1, 2, 12}));
+
+    obj = build<NurbsSurfaceZelObj>(factory, anim);
+    ASSERT_TRUE(obj->getPrefControlPoints(f));
+    EXPECT_EQ(f, Floats(pairs.begin(), pairs.end()));
+    EXPECT_FALSE(obj->getPrefControlPoints(f, true));
+    ASSERT_TRUE(obj->getAttr(1, 0, f, dim, true));
+    EXPECT_EQ(f, (Floats{0, 0, 3, 30, 1, 10, 4, 40, 2, 20, 5, 50}));
+    EXPECT_FALSE(obj->getAttr(0, 0, f, dim, true));
+    EXPECT_EQ(f.size(), 12u);
+}

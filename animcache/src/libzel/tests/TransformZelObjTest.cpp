@@ -1,0 +1,238 @@
+#include "TransformZelObj.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "ZelRoMemCache.h"
+#include "support/CacheBuilder.h"
+#include "support/HelperFixture.h"
+#include "support/TempDir.h"
+
+using namespace Zel;
+using ZelTest::build;
+using ZelTest::CacheBuilder;
+using ZelTest::HelperPtr;
+using ZelTest::TempDir;
+
+namespace {
+
+using State = ZelHelperObj::AnimationState;
+using Matrix = std::vector<double>;
+
+constexpr double pi = 3.14159265358979323846;
+
+// The identity with `r` (3x3, row-major) in its upper left and (x, y, z) in its last row.
+Matrix affine(const std::vector<double>& r, double x = 0, double y = 0, double z = 0) {
+    return {r[0], r[1], r[2], 0, r[3], r[4], r[5], 0, r[6], r[7], r[8], 0, x, y, z, 1};
+}
+
+template <class T>
+void expectNear(const std::vector<T>& actual, const Matrix& expected, double tolerance) {
+    ASSERT_EQ(actual.size(), 16u);
+    for (int i = 0; i < 16; ++i) {
+        EXPECT_NEAR(double(actual[i]), expected[i], tolerance) << "[" << i << "]";
+    }
+}
+
+int addTransform(CacheBuilder& b) {
+    const int o = b.addObject("xf");
+    b.addStatic<int>(o, "XFRM", {1});
+    return o;
+}
+
+}  // namespace
+
+TEST(TransformZelObj, ChannelsComposeInRadiansWithTheRotateOrderRules) {
+    TempDir dir;
+    CacheBuilder b(4, 0, 1);
+    // translate (1, 2, int32 5 -> 0), rotateZ 90 degrees; channels outrank a stored matrix.
+    const int tr = addTransform(b);
+    b.addStaticAttr<float>(tr, "translateX", {1});
+    b.addStaticAttr<double>(tr, "translateY", {2});
+    b.addStaticAttr<int>(tr, "translateZ", {5});
+    b.addStaticAttr<float>(tr, "rotateZ", {90});
+    b.addStatic<float>(tr, "MTRX", std::vector<float>(16, 3.0f));
+    const int axisY = addTransform(b);  // used as radians, unlike rotateAxisX/Z
+    b.addStaticAttr<float>(axisY, "rotateAxisY", {90});
+    // rotateX, rotateY 90: order 0 gives Rx·Ry, order 4 (or MTRO 4) Ry·Rx.
+    auto xy = [&b](double rotateOrder, int mtro) {
+        const int o = addTransform(b);
+        b.addStaticAttr<double>(o, "rotateX", {90});
+        b.addStaticAttr<double>(o, "rotateY", {90});
+        b.addStaticAttr<double>(o, "rotateOrder", {rotateOrder});
+        if (mtro >= 0) {
+            b.addStatic<int>(o, "MTRO", {mtro});
+        }
+        return o;
+    };
+    const Matrix xThenY = affine({0, 0, -1, 1, 0, 0, 0, -1, 0});
+    const Matrix yThenX = affine({0, 1, 0, 0, 0, 1, 1, 0, 0});
+    const struct {
+        int object;
+        Matrix expected;
+    } orders[] = {{xy(7, -1), xThenY},  // 7 is ignored
+                  {xy(4.9, -1), yThenX},
+                  {xy(7, 4), yThenX},
+                  {xy(4, 0), xThenY},
+                  {xy(4, 9), yThenX}};  // an override of 9 is ignored
+    ZelRoMemCache cache;
+    ASSERT_TRUE(b.writeAndLoad(dir.file("c.zel"), cache));
+    ZelHelperObjFactory factory(&cache);
+    ZelInterpolationHints hints;
+    State state = ZelHelperObj::kAnimated;
+    std::vector<float> f;
+    Matrix d;
+
+    HelperPtr<TransformZelObj> t = build<TransformZelObj>(factory, tr);
+    ASSERT_NE(t, nullptr);
+    const Matrix turned = affine({0, 1, 0, -1, 0, 0, 0, 0, 1}, 1, 2, 0);
+    for (int order : {1, 2, 3}) {
+        hints.order = order;
+        ASSERT_TRUE(t->getTransformAtTime(1.5f, hints, f, state));
+        EXPECT_EQ(state, ZelHelperObj::kStatic);
+        expectNear(f, turned, 1e-6);
+        ASSERT_TRUE(t->getTransformAtTime(1.5f, hints, d, state));
+        expectNear(d, turned, 1e-12);
+    }
+    ASSERT_TRUE(t->getTransformAtTime(1, hints, f, state));  // on a sample: the stored matrix
+    EXPECT_EQ(f, std::vector<float>(16, 3.0f));
+
+    t = build<TransformZelObj>(factory, axisY);
+    ASSERT_TRUE(t->getTransformAtTime(0.5f, hints, d, state));
+    const double c = std::cos(90.0);
+    const double s = std::sin(90.0);
+    expectNear(d, affine({c, 0, -s, 0, 1, 0, s, 0, c}), 1e-12);
+    for (const auto& o : orders) {
+        t = build<TransformZelObj>(factory, o.object);
+        ASSERT_TRUE(t->getTransformAtTime(2.25f, hints, d, state));
+        expectNear(d, o.expected, 1e-12);
+    }
+}
+
+TEST(TransformZelObj, AnimatedChannelsBlendBetweenSamples) {
+    TempDir dir;
+    CacheBuilder b(4, 0, 1);
+    // translateX = 10 s² at sample s ("gap" lacks sample 2), scaleY 2.
+    const int tx = addTransform(b);
+    const int gap = addTransform(b);
+    for (int o : {tx, gap}) {
+        b.addAnimatedAttr(o, "translateX");
+        b.addStaticAttr<double>(o, "scaleY", {2});
+        for (int s = 0; s < 4; ++s) {
+            if (o == tx || s != 2) {
+                b.addAnimatedValue<float>(s, o, {10.0f * s * s});
+            }
+        }
+    }
+    ZelRoMemCache cache;
+    ASSERT_TRUE(b.writeAndLoad(dir.file("c.zel"), cache));
+    ZelHelperObjFactory factory(&cache);
+    ZelInterpolationHints hints;
+    HelperPtr<TransformZelObj> t = build<TransformZelObj>(factory, tx);
+    ASSERT_NE(t, nullptr);
+    auto translated = [](double x) { return affine({1, 0, 0, 0, 2, 0, 0, 0, 1}, x); };
+
+    // At 1.25: linear 10 + 0.25 x 30; quadratic (and cubic) through 10 s²: 15.625.
+    const double expected[] = {17.5, 15.625, 15.625};
+    State state = ZelHelperObj::kStatic;
+    std::vector<float> f;
+    Matrix d;
+    for (int order = 1; order <= 3; ++order) {
+        hints.order = order;
+        ASSERT_TRUE(t->getTransformAtTime(1.25f, hints, f, state));
+        EXPECT_EQ(state, ZelHelperObj::kAnimated);
+        expectNear(f, translated(expected[order - 1]), 0);
+        ASSERT_TRUE(t->getTransformAtTime(1.25f, hints, d, state));
+        expectNear(d, translated(expected[order - 1]), 0);
+    }
+    // A later sample without the value keeps the first sample's, unblended and static.
+    t = build<TransformZelObj>(factory, gap);
+    hints.order = 1;
+    ASSERT_TRUE(t->getTransformAtTime(1.25f, hints, d, state));
+    EXPECT_EQ(state, ZelHelperObj::kStatic);
+    expectNear(d, translated(10), 0);
+}
+
+TEST(TransformZelObj, StoredMatricesAtSamplesAndBetween) {
+    // Times 0..3. "scaled": diag(1 + s) with translation (s, s², 0), as double; "turned": 30 s
+    // degrees about Z, as float; "holes": scaled without sample 2, and "INHT" 0.
+    TempDir dir;
+    CacheBuilder b(4, 0, 1);
+    const int scaled = addTransform(b);
+    const int turned = addTransform(b);
+    const int holes = addTransform(b);
+    const int ints = addTransform(b);
+    b.addStatic<int>(holes, "INHT", {0});
+    b.addStatic<int>(ints, "MTRX", std::vector<int>(16, 1));
+    auto scaledAt = [](int s) {
+        return affine({1. + s, 0, 0, 0, 1. + s, 0, 0, 0, 1. + s}, s, s * s);
+    };
+    for (int s = 0; s < 4; ++s) {
+        const double a = s * pi / 6;
+        const Matrix r =
+            affine({std::cos(a), std::sin(a), 0, -std::sin(a), std::cos(a), 0, 0, 0, 1});
+        b.addSampled<double>(s, scaled, "MTRX", scaledAt(s));
+        b.addSampled<float>(s, turned, "MTRX", std::vector<float>(r.begin(), r.end()));
+        if (s != 2) {
+            b.addSampled<double>(s, holes, "MTRX", scaledAt(s));
+        }
+    }
+    ZelRoMemCache cache;
+    ASSERT_TRUE(b.writeAndLoad(dir.file("c.zel"), cache));
+    ZelHelperObjFactory factory(&cache);
+    ZelInterpolationHints hints;
+    State state = ZelHelperObj::kStatic;
+    std::vector<float> f;
+    Matrix d;
+
+    HelperPtr<TransformZelObj> t = build<TransformZelObj>(factory, scaled);
+    ASSERT_NE(t, nullptr);
+    ASSERT_TRUE(t->getTransformData(3, f, state));  // double read through float
+    EXPECT_EQ(state, ZelHelperObj::kAnimated);
+    const Matrix m3 = scaledAt(3);
+    EXPECT_EQ(f, std::vector<float>(m3.begin(), m3.end()));
+    for (int order : {0, 1, 2, 3}) {  // within 0.001 of a sample: that sample, unchanged
+        hints.order = order;
+        ASSERT_TRUE(t->getTransformAtTime(1.0005f, hints, d, state));
+        EXPECT_EQ(d, scaledAt(1));
+    }
+    // Linear at 1.25 (t = 0.25): scale 2.25, translation (1.25, 1.75); quadratic and cubic
+    // follow s² to 1.5625.
+    hints.order = 1;
+    ASSERT_TRUE(t->getTransformAtTime(1.25f, hints, f, state));
+    expectNear(f, affine({2.25, 0, 0, 0, 2.25, 0, 0, 0, 2.25}, 1.25, 1.75), 1e-6);
+    for (int order : {2, 3}) {
+        hints.order = order;
+        ASSERT_TRUE(t->getTransformAtTime(1.25f, hints, d, state));
+        expectNear(d, affine({2.25, 0, 0, 0, 2.25, 0, 0, 0, 2.25}, 1.25, 1.5625), 1e-12);
+    }
+
+    // Halfway between 30 and 60 degrees the turn is 45 degrees, scaled by the blended diagonal
+    // as it stands; quadratic over 30, 60, 90 at t = -0.5 turns 45 degrees too, its diagonal on
+    // the parabola through cos 30, cos 60, cos 90.
+    t = build<TransformZelObj>(factory, turned);
+    const double r = std::sqrt(0.5);
+    const double c30 = std::cos(pi / 6);
+    const double linear = (c30 + 0.5) / 2;
+    const double quadratic = 0.5 * (c30 - 1) * 0.25 + 0.5 * -c30 * -0.5 + 0.5;
+    for (double k : {linear, quadratic}) {
+        hints.order = k == linear ? 1 : 2;
+        ASSERT_TRUE(t->getTransformAtTime(1.5f, hints, d, state));
+        expectNear(d, affine({k * r, k * r, 0, -k * r, k * r, 0, 0, 0, 1}), 1e-6);
+    }
+
+    // A missing matrix fails and leaves the output's values alone; so do other element types.
+    t = build<TransformZelObj>(factory, holes);
+    for (int order : {1, 2}) {
+        hints.order = order;
+        d.assign(16, 7.0);
+        EXPECT_FALSE(t->getTransformAtTime(1.5f, hints, d, state));
+        EXPECT_EQ(d, Matrix(16, 7.0));
+    }
+    EXPECT_FALSE(build<TransformZelObj>(factory, ints)->getTransformData(0, f, state));
+    EXPECT_FALSE(t->inheritsTransform());
+    EXPECT_TRUE(build<TransformZelObj>(factory, scaled)->inheritsTransform());
+}
