@@ -8,6 +8,7 @@
 #ifndef ZEL_DEFINITION_CHUNKS_H
 #define ZEL_DEFINITION_CHUNKS_H
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -185,8 +186,8 @@ class ZEL_API ZelDOBJChunk : public ZelGroupChunk {
     void setName(const std::string& name) { name_ = name; }
 
     // The attribute definition, null when absent.
-    ZelDATRChunk* getDATR() { return datr_; }
-    const ZelDATRChunk* getDATR() const { return datr_; }
+    ZelDATRChunk* getDATR() { return datr_.get(); }
+    const ZelDATRChunk* getDATR() const { return datr_.get(); }
     // The attribute definition, made when absent.
     ZelDATRChunk* addDATR();
     // Deletes the attribute definition.
@@ -213,7 +214,7 @@ class ZEL_API ZelDOBJChunk : public ZelGroupChunk {
 
   private:
     std::string name_;
-    ZelDATRChunk* datr_ = nullptr;
+    std::unique_ptr<ZelDATRChunk> datr_;
 };
 
 }  // namespace Zel

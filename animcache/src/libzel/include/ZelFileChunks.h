@@ -2,6 +2,7 @@
 #ifndef ZEL_FILE_CHUNKS_H
 #define ZEL_FILE_CHUNKS_H
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -82,7 +83,7 @@ class ZEL_API ZelMETAChunk : public ZelGroupChunk {
     std::ostream& printChildren(std::ostream& os, int indent) const override;
 
   private:
-    std::vector<ZelDOBJChunk*> dobjs_;
+    std::vector<std::unique_ptr<ZelDOBJChunk>> dobjs_;
 };
 
 }  // namespace Zel

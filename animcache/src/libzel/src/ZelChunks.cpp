@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cassert>
 #include <iostream>
+#include <memory>
 #include <new>
 
 #include "ZelDefinitionChunks.h"
@@ -841,9 +842,7 @@ ZelDOBJChunk::ZelDOBJChunk() : ZelGroupChunk(makeTag("DOBJ")) {}
 ZelDOBJChunk::ZelDOBJChunk(const char* name)
     : ZelGroupChunk(makeTag("DOBJ")), name_(name != nullptr ? name : "") {}
 
-ZelDOBJChunk::~ZelDOBJChunk() {
-    delete datr_;
-}
+ZelDOBJChunk::~ZelDOBJChunk() = default;
 
 void ZelDOBJChunk::reset() {
     name_.clear();
@@ -865,14 +864,13 @@ void ZelDOBJChunk::removeAllChildren() {
 
 ZelDATRChunk* ZelDOBJChunk::addDATR() {
     if (datr_ == nullptr) {
-        datr_ = new ZelDATRChunk();
+        datr_ = std::make_unique<ZelDATRChunk>();
     }
-    return datr_;
+    return datr_.get();
 }
 
 void ZelDOBJChunk::removeDATR() {
-    delete datr_;
-    datr_ = nullptr;
+    datr_.reset();
 }
 
 int ZelDOBJChunk::addAttr(const bool& animated, const std::string& name, const std::string& type,
@@ -921,13 +919,11 @@ bool ZelDOBJChunk::readChild(const ZelHeader& h, ZelFile& f, bool& handled) {
     }
     if (h.tag == makeTag("DATR") && h.type == kTypeGroup) {
         handled = true;
-        ZelDATRChunk* datr = new ZelDATRChunk();
+        auto datr = std::make_unique<ZelDATRChunk>();
         if (!datr->read(h, f)) {
-            delete datr;
             return false;
         }
-        delete datr_;
-        datr_ = datr;
+        datr_ = std::move(datr);
         return true;
     }
     handled = false;

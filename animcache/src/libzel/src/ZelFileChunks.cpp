@@ -3,6 +3,7 @@
 #include <cassert>
 #include <ctime>
 #include <limits>
+#include <memory>
 
 namespace Zel {
 
@@ -72,9 +73,7 @@ ZelMETAChunk::ZelMETAChunk() : ZelGroupChunk(makeTag("META")) {
     space = 1;
 }
 
-ZelMETAChunk::~ZelMETAChunk() {
-    removeAllDOBJs();
-}
+ZelMETAChunk::~ZelMETAChunk() = default;
 
 void ZelMETAChunk::reset() {
     application.clear();
@@ -92,7 +91,7 @@ int64 ZelMETAChunk::getLength() const {
     // Counts every optional child as present, so it may exceed the size actually written.
     int64 n = numSamples == 0 ? 130 : 190;
     n += static_cast<int64>(sourceFile.size() + application.size());
-    for (const ZelDOBJChunk* d : dobjs_) {
+    for (const auto& d : dobjs_) {
         n += 16 + d->getLength();
     }
     return n;
@@ -104,25 +103,21 @@ void ZelMETAChunk::removeAllChildren() {
 }
 
 ZelDOBJChunk* ZelMETAChunk::addDOBJ(const char* name) {
-    ZelDOBJChunk* d = new ZelDOBJChunk(name);
-    dobjs_.push_back(d);
-    return d;
+    dobjs_.push_back(std::make_unique<ZelDOBJChunk>(name));
+    return dobjs_.back().get();
 }
 
 ZelDOBJChunk* ZelMETAChunk::getDOBJ(int64 i) {
     assert(i >= 0 && i < getNumObjects());
-    return dobjs_[static_cast<size_t>(i)];
+    return dobjs_[static_cast<size_t>(i)].get();
 }
 
 const ZelDOBJChunk* ZelMETAChunk::getDOBJ(int64 i) const {
     assert(i >= 0 && i < getNumObjects());
-    return dobjs_[static_cast<size_t>(i)];
+    return dobjs_[static_cast<size_t>(i)].get();
 }
 
 void ZelMETAChunk::removeAllDOBJs() {
-    for (ZelDOBJChunk* d : dobjs_) {
-        delete d;
-    }
     dobjs_.clear();
 }
 
@@ -178,12 +173,11 @@ bool ZelMETAChunk::readChild(const ZelHeader& h, ZelFile& f, bool& handled) {
             break;
         case makeTag("DOBJ"):
             if (h.type == kTypeGroup) {
-                ZelDOBJChunk* d = new ZelDOBJChunk();
+                auto d = std::make_unique<ZelDOBJChunk>();
                 if (!d->read(h, f)) {
-                    delete d;
                     return false;
                 }
-                dobjs_.push_back(d);
+                dobjs_.push_back(std::move(d));
                 return true;
             }
             break;
@@ -218,7 +212,7 @@ bool ZelMETAChunk::writeChildren(ZelFile& f) const {
     if (!writeScalar(f, "NOBJ", kTypeInt64, getNumObjects())) {
         return false;
     }
-    for (const ZelDOBJChunk* d : dobjs_) {
+    for (const auto& d : dobjs_) {
         if (!d->write(f)) {
             return false;
         }
@@ -275,7 +269,7 @@ std::ostream& ZelMETAChunk::printChildren(std::ostream& os, int indent) const {
         os << space;
     }
     os << '\n';
-    for (const ZelDOBJChunk* d : dobjs_) {
+    for (const auto& d : dobjs_) {
         d->print(os, indent);
     }
     return os;

@@ -241,7 +241,7 @@ TEST(ZelFile, HostilePayloadLengthsFailWithoutReading) {
     ASSERT_TRUE(f.readHeader(h));
     EXPECT_EQ(f.bytesLeft(), 8);
     std::string s;
-    h.length = int64(1) << 50;
+    h.length = int64(1) << 60;
     EXPECT_FALSE(f.readData(h, s));
     int buf[2];
     h.length = 9;
