@@ -1,5 +1,9 @@
 #include "zelUtils.h"
 
+#include <algorithm>
+#include <cstdio>
+#include <ctime>
+#include <iomanip>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -9,6 +13,7 @@
 #include "ZelDefinitionChunks.h"
 #include "ZelFile.h"
 #include "ZelFileChunks.h"
+#include "ZelRoMemCache.h"
 #include "ZelSAMSChunk.h"
 
 using namespace Zel;
@@ -31,6 +36,312 @@ void reportError(const char* utility, int line, const std::string& message) {
 }
 
 }  // namespace
+
+// ---------------------------------------------------------------------------------------------
+// zelinfo: a summary of a cache for people
+// ---------------------------------------------------------------------------------------------
+
+namespace {
+
+constexpr uint32 kTagMTRX = makeTag("MTRX");
+constexpr uint32 kTagMESH = makeTag("MESH");
+constexpr uint32 kTagMSPT = makeTag("MSPT");
+constexpr uint32 kTagPOSI = makeTag("POSI");
+constexpr uint32 kTagELOC = makeTag("ELOC");
+constexpr uint32 kTagLXCS = makeTag("LXCS");
+constexpr uint32 kTagNRBC = makeTag("NRBC");
+constexpr uint32 kTagNRBS = makeTag("NRBS");
+
+// Appends `value` formatted with the printf format `format`.
+template <class V>
+void appendFormatted(std::string& out, const char* format, V value) {
+    char buffer[64];
+    const int n = std::snprintf(buffer, sizeof(buffer), format, value);
+    if (n > 0) {
+        out.append(buffer, static_cast<size_t>(std::min<int>(n, sizeof(buffer) - 1)));
+    }
+}
+
+// The values of a float or double leaf widened to double; empty for anything else.
+std::vector<double> realValues(const ZelChunk* chunk) {
+    if (const auto* f = dynamic_cast<const ZelLeafChunk<float>*>(chunk)) {
+        return std::vector<double>(f->values().begin(), f->values().end());
+    }
+    if (const auto* d = dynamic_cast<const ZelLeafChunk<double>*>(chunk)) {
+        return d->values();
+    }
+    return {};
+}
+
+// " type compound dimension" of a header, each part only when its code is not 0. The type is
+// appended without a blank when `typeBlank` is false.
+void appendCodes(std::string& out, const ZelHeader& h, bool typeBlank) {
+    if (h.type != 0) {
+        if (typeBlank) {
+            out += ' ';
+        }
+        out += h.typeStr();
+    }
+    if (h.compound != 0) {
+        out += ' ';
+        out += h.compoundStr();
+    }
+    if (h.dimension != 0) {
+        out += ' ';
+        out += h.dimensionStr();
+    }
+}
+
+// "  MTRX: static float transform 4x4 [1,0,0,0] [0,1,0,0] ...": a matrix in rows of four.
+std::string describeMatrix(ZelRoMemCache& cache, int sample, int object) {
+    bool animated = false;
+    const ZelChunk* mtrx = cache.getObjectData(sample, object, kTagMTRX, &animated);
+    if (mtrx == nullptr) {
+        return std::string();
+    }
+    const ZelHeader h = mtrx->getHeader();
+    std::string line = "  " + h.tagStr() + (animated ? ": animated " : ": static ");
+    appendCodes(line, h, false);
+    if (h.type == kTypeFloat || h.type == kTypeDouble) {
+        const std::vector<double> values = realValues(mtrx);
+        for (size_t j = 0; j < values.size(); ++j) {
+            if (j % 4 == 0) {
+                line += " [";
+            }
+            appendFormatted(line, "%g", values[j]);
+            line += j % 4 < 3 ? "," : "]";
+        }
+    }
+    if (animated) {
+        line += ", ...";
+    }
+    return line;
+}
+
+// " with N animated vertices" (or static) when the object has positions.
+void appendVertices(std::string& line, ZelRoMemCache& cache, int sample, int object) {
+    bool animated = false;
+    if (cache.getObjectData(sample, object, kTagPOSI, &animated) == nullptr) {
+        return;
+    }
+    line += " with ";
+    appendFormatted(line, "%d", cache.getNumVertices(sample, object));
+    line += animated ? " animated vertices" : " static vertices";
+}
+
+// The one-line description of the object's main geometry chunk; empty when it has none.
+std::string describeObject(ZelRoMemCache& cache, int sample, int object) {
+    if (cache.objectHas(object, kTagMTRX)) {
+        return describeMatrix(cache, sample, object);
+    }
+    std::string line;
+    if (cache.objectHas(object, kTagMESH)) {
+        const bool animated = cache.isObjectAnimated(object, kTagMESH);
+        line = animated ? "  MESH: animated (varying) " : "  MESH: ";
+        line += "mesh topology, ";
+        const auto* mspt = dynamic_cast<const ZelLeafChunk<int>*>(
+            cache.getObjectData(sample, object, kTagMSPT, nullptr));
+        if (mspt != nullptr && !mspt->values().empty()) {
+            line += mspt->values()[0] != 0 ? "MSPT: poly" : "MSPT: subd";
+        }
+        appendVertices(line, cache, sample, object);
+    } else if (cache.objectHas(object, kTagELOC)) {
+        const bool animated = cache.isObjectAnimated(object, kTagELOC);
+        line = std::string("  ELOC: ") + (animated ? "animated locator" : "locator");
+    } else if (cache.objectHas(object, kTagLXCS)) {
+        const bool animated = cache.isObjectAnimated(object, kTagLXCS);
+        line = std::string("  LXCS: ") + (animated ? "animated lxCoordSystem" : "lxCoordSystem");
+    } else if (cache.objectHas(object, kTagNRBC)) {
+        const bool animated = cache.isObjectAnimated(object, kTagNRBC);
+        line = std::string("  NRBC: ") + (animated ? "animated (varying) " : "") +
+               "nurbs curve topology";
+        appendVertices(line, cache, sample, object);
+    } else if (cache.objectHas(object, kTagNRBS)) {
+        // A surface reports the curve tag's animation, as the tool always has.
+        const bool animated = cache.isObjectAnimated(object, kTagNRBC);
+        line = std::string("  NRBS: ") + (animated ? "animated (varying) " : "") +
+               "nurbs surface topology";
+        appendVertices(line, cache, sample, object);
+    }
+    return line;
+}
+
+// Replaces `line` with " ATTR: animated float vector 3d size= 8" and the like: the data's tag,
+// codes and (for small arrays) values.
+void describeAttrData(std::string& line, const ZelChunk* data, bool animated) {
+    const ZelHeader h = data->getHeader();
+    line.assign(" ");
+    line.append(reinterpret_cast<const char*>(&h.tag), 4);
+    line += animated ? ": animated" : ":";
+    appendCodes(line, h, true);
+    switch (h.type) {
+        case kTypeCstr:
+            if (const auto* leaf = dynamic_cast<const ZelLeafChunk<std::string>*>(data)) {
+                for (const std::string& s : leaf->values()) {
+                    line += " '" + s + "'";
+                }
+            }
+            break;
+        case kTypeInt32:
+            if (const auto* leaf = dynamic_cast<const ZelLeafChunk<int>*>(data)) {
+                const std::vector<int>& v = leaf->values();
+                for (size_t j = 0; j < v.size(); ++j) {
+                    line += ' ';
+                    appendFormatted(line, "%i", v[j]);
+                    if (j + 1 < v.size()) {
+                        line += ',';
+                    }
+                }
+            }
+            break;
+        case kTypeInt64:
+            if (const auto* leaf = dynamic_cast<const ZelLeafChunk<int64>*>(data)) {
+                const std::vector<int64>& v = leaf->values();
+                for (size_t j = 0; j < v.size(); ++j) {
+                    line += ' ';
+                    appendFormatted(line, "%lld", static_cast<long long>(v[j]));
+                    if (j + 1 < v.size()) {
+                        line += ',';
+                    }
+                }
+            }
+            break;
+        case kTypeFloat:
+        case kTypeDouble: {
+            const std::vector<double> v = realValues(data);
+            if (v.size() >= 2 && (h.dimension == 3 || h.dimension == 4)) {
+                line += " size= ";
+                appendFormatted(line, "%d", static_cast<int>(v.size() / h.dimension));
+                break;
+            }
+            for (size_t j = 0; j < v.size(); ++j) {
+                line += ' ';
+                appendFormatted(line, "%g", v[j]);
+                if (j + 1 < v.size()) {
+                    line += ',';
+                }
+            }
+            break;
+        }
+        default:
+            break;
+    }
+}
+
+// Width of an index column for `count` entries: 1, 2, 3, 4 digits, then straight to 6.
+int objectIndexWidth(int count) {
+    return count < 10 ? 1 : count < 100 ? 2 : count < 1000 ? 3 : count < 10000 ? 4 : 6;
+}
+
+// Width of an attribute index column: 1, 2, then straight to 4 digits.
+int attrIndexWidth(int count) {
+    return count < 10 ? 1 : count < 100 ? 2 : 4;
+}
+
+// The file-level lines: version, strings, date, samples, time range, rate and space.
+void printFileInfo(const ZelRoMemCache& cache) {
+    std::cout << "ZEL file version " << cache.getVersion() << std::endl;
+    if (!cache.getApplication().empty()) {
+        std::cout << "application: " << cache.getApplication() << std::endl;
+    }
+    if (!cache.getSourceFile().empty()) {
+        std::cout << "source file: " << cache.getSourceFile() << std::endl;
+    }
+    if (cache.getDateStamp() != 0) {
+        const std::time_t stamp = static_cast<std::time_t>(cache.getDateStamp());
+        std::tm local{};
+        // asctime_r needs 26 bytes; a year beyond four digits does not fit and fails instead.
+        char text[64];
+        if (localtime_r(&stamp, &local) != nullptr && asctime_r(&local, text) != nullptr) {
+            std::cout << "date stamp: " << text << std::flush;
+        } else {
+            std::cout << "date stamp: " << cache.getDateStamp() << std::endl;
+        }
+    }
+    std::cout << "number of time samples: " << cache.getNumSamples() << std::endl;
+    if (cache.getNumSamples() != 0) {
+        std::cout << "first frame: " << cache.getFirstTime() << std::endl;
+        std::cout << "last frame: " << cache.getLastTime() << std::endl;
+        std::cout << "sampling rate: ";
+        if (cache.getRate() == 0.0f) {
+            std::cout << "nonuniform";
+        } else if (cache.getRate() == 1.0f) {
+            std::cout << "1 sample per frame";
+        } else {
+            std::cout << cache.getRate() << " samples per frame";
+        }
+        std::cout << std::endl;
+    } else {
+        std::cout << "static file" << std::endl;
+    }
+    std::cout << "space: ";
+    switch (cache.getSpace()) {
+        case 0:
+            std::cout << "world";
+            break;
+        case 1:
+            std::cout << "object";
+            break;
+        default:
+            std::cout << "unknown (" << cache.getSpace() << ")";
+            break;
+    }
+    std::cout << std::endl;
+}
+
+}  // namespace
+
+int zelinfo(const char* filename) {
+    const char* name = filename != nullptr ? filename : "";
+    ZelRoMemCache cache;
+    if (!cache.load(name, true)) {
+        reportError("zelinfo", 139, std::string(name) + ": could not open file");
+        return -1;
+    }
+    printFileInfo(cache);
+    // Every data read looks at the first sample; a static file has none (-1).
+    const int sample = cache.getNumSamples() != 0 ? cache.getSampleIndex(cache.getFirstTime()) : -1;
+
+    const int numObjects = cache.getNumObjects();
+    std::cout << "\nnumber of objects: " << numObjects << std::endl;
+    if (numObjects == 0) {
+        return 0;
+    }
+    const int objectWidth = objectIndexWidth(numObjects);
+    std::string line;
+    for (int i = 0; i < numObjects; ++i) {
+        const ZelDOBJChunk* def = cache.getObjDef(i);
+        std::cout << "object[" << std::setw(objectWidth) << i << "] name: " << def->getName()
+                  << std::endl;
+        line = describeObject(cache, sample, i);
+        if (!line.empty()) {
+            std::cout << line << std::endl;
+        }
+        line.clear();
+
+        const ZelDATRChunk* datr = def->getDATR();
+        if (datr == nullptr) {
+            continue;
+        }
+        const int numAttrs = datr->getNumAttrs();
+        if (numAttrs == 0) {
+            continue;
+        }
+        std::cout << "  number of attributes: " << numAttrs << std::endl;
+        const int attrWidth = attrIndexWidth(numAttrs);
+        for (int a = 0; a < numAttrs; ++a) {
+            const bool animated = datr->isAnimated(a);
+            // Without data the line keeps the previous attribute's text, as it always has.
+            if (const ZelChunk* data = cache.getAttrData(sample, i, a)) {
+                describeAttrData(line, data, animated);
+            }
+            std::cout << "    attribute[" << std::setw(attrWidth) << a << "]"
+                      << " NAME: '" << def->getAttrName(a) << "'"
+                      << " TYPE: '" << def->getAttrType(a) << "'" << line << std::endl;
+        }
+    }
+    return 0;
+}
 
 // ---------------------------------------------------------------------------------------------
 // zeltest: writes a small fixed cache through the streaming writer
