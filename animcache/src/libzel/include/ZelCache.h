@@ -26,7 +26,7 @@ class ZEL_API ZelCache {
     ZelCache();
     // An empty cache that then runs this class's own load(filename, keepOpen); `*ok` (when
     // given) receives its result. A failed load leaves a valid, empty cache.
-    ZelCache(const char* filename, bool keepOpen = true, bool* ok = nullptr);
+    explicit ZelCache(const char* filename, bool keepOpen = true, bool* ok = nullptr);
     ZelCache(const ZelCache&) = delete;
     ZelCache& operator=(const ZelCache&) = delete;
     // Resets (closing the file) and frees the tables.
@@ -116,7 +116,8 @@ class ZEL_API ZelCache {
 
     // Positions the file just behind the "SOBJ" header of `object` in `sample` and puts that
     // header in `header`. Opens a closed file ("r+" with the update flag, else "r") and leaves it
-    // open. Keeps the sample's object offset table for the next call. False on any failure.
+    // open. Keeps the sample's object offset table for the next call. False on any failure,
+    // also for a sample without a jump entry (one that exists only in a memory cache).
     bool seekObjectSample(ZelHeader& header, int sample, int object);
     // Positions the file just behind the header of the first chunk tagged `tag` directly in the
     // object's "SOBJ" at child position *index or later (any position when `index` is null);
@@ -149,9 +150,12 @@ class ZEL_API ZelCache {
   private:
     // Prints the load failure line for source line `line` and abandons the load.
     [[noreturn]] static void failLoad(int line, const char* message);
+    // Prints the load failure line for source line `line`.
     static void reportLoad(int line, const char* message);
+    // Load steps after "META": the samples sections' tables, then their agreement with it.
     void readSamplesSections();
     void checkTimes();
+    // The definition of `object`, which must be below getNumObjects().
     const ZelDOBJChunk* objDef(int object) const;
 };
 

@@ -315,7 +315,7 @@ int ZelCache::getNumObjects() const {
 }
 
 bool ZelCache::isAnimated() const {
-    if (getNumSamples() == 0) {
+    if (meta_.numSamples == 0) {
         return false;
     }
     const float span = meta_.lastTime - meta_.firstTime;
