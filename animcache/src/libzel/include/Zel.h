@@ -11,6 +11,7 @@
 #include "ZelInterpolation.h"
 #include "ZelMatrix.h"
 #include "ZelRoMemCache.h"
+#include "ZelRwMemCache.h"
 #include "ZelSAMSChunk.h"
 #include "ZelTypes.h"
 #include "zelUtils.h"
