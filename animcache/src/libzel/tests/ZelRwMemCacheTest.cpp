@@ -131,10 +131,19 @@ TEST_F(RwMemCacheTest, InsertingReadsEverySampleBeforeIndicesMove) {
         build(w, range(0, 3));
         ASSERT_TRUE(w.saveAs(path.c_str()));
     }
+    // A cut-off sample's place in the file is not read for a sample appended after the cut.
+    Probe cut;
+    ASSERT_TRUE(cut.load(path.c_str()));
+    cut.truncate(1);
+    cut.allocSample(2, 0);
+    EXPECT_TRUE(std::isnan(posi(cut, 2, 1)));
+
     Probe c;
     ASSERT_TRUE(c.load(path.c_str(), false));
     c.allocSample(0.5f, 0);
-    // Everything must now be in memory: the file is gone.
+    // The new sample has no place in the file to read its other object from.
+    EXPECT_TRUE(std::isnan(posi(c, 1, 1)));
+    // Everything else must now be in memory: the file is gone.
     ASSERT_EQ(std::remove(path.c_str()), 0);
     EXPECT_EQ(c.getRate(), 0.0f);
     EXPECT_EQ(c.times(), (std::vector<float>{0, 0.5f, 1, 2}));
@@ -337,6 +346,27 @@ TEST_F(RwMemCacheTest, AppendFillsTheReserveInPlace) {
     ZelRoMemCache r;
     ASSERT_TRUE(r.load(path.c_str()));
     EXPECT_EQ(r.getName(1), "c");
+
+    // Samples of the file that were cut off, or dropped with the whole cache, and allocated
+    // anew are written anew.
+    c.truncate(4);
+    build(c, range(5, 20), 1000);
+    ASSERT_TRUE(c.save());
+    ASSERT_TRUE(r.load(path.c_str()));
+    ASSERT_EQ(r.getNumSamples(), 20);
+    EXPECT_EQ(posi(r, 4, 0), valueAt(4, 0));
+    EXPECT_EQ(posi(r, 15, 1), valueAt(15, 1, 1000));
+    c.deleteCache();
+    build(c, range(0, 22), 2000);
+    ASSERT_TRUE(c.save());
+    expectFile(path, 22, 2000);
+
+    // So is a change to a sample already in the file, even when samples were appended too.
+    build(c, {22}, 2000);
+    c.allocSample(3, 1)->addChild(new ZelLeafChunk<int>(makeTag("NOTE"), {7}));
+    ASSERT_TRUE(c.save());
+    ASSERT_TRUE(r.load(path.c_str()));
+    EXPECT_NE(r.getSample(3, 1, makeTag("NOTE")), nullptr);
 }
 
 TEST_F(RwMemCacheTest, ChangesBeyondAppendingRewriteTheFile) {
@@ -452,6 +482,15 @@ TEST_F(RwMemCacheTest, DamagedFileMakesAppendFailAndSaveRewrite) {
     EXPECT_FALSE(c.append());
     ASSERT_TRUE(c.save());
     expectFile(path, 11);
+
+    // A chunk behind the last samples section: new samples go into a section of their own.
+    std::vector<unsigned char> trailing = ZelTest::readFileBytes(path);
+    trailing.resize(trailing.size() + 16);  // an empty chunk with a zero tag
+    ZelTest::writeFileBytes(path, trailing);
+    build(c, {11});
+    ASSERT_TRUE(c.save());
+    EXPECT_EQ(chunks(path, "SAMS").size(), 2u);
+    expectFile(path, 12);
 }
 
 TEST_F(RwMemCacheTest, CacheWithoutObjectsDeletesItsFile) {
@@ -501,6 +540,17 @@ TEST_F(RwMemCacheTest, LoadedCacheExtendsItsFile) {
         // The constructor's read-only handle cannot take an append: the file was rewritten.
         EXPECT_EQ(chunks(path, "FREE").at(0).header.length, constructed ? 100 * 8 : 99 * 8);
     }
+
+    // A metadata child that the length estimate leaves out does not fit the old place: found
+    // before it overwrites the samples that the rewrite then reads.
+    ZelRwMemCache c;
+    ASSERT_TRUE(c.load(path.c_str()));
+    std::vector<char> note(4000, 'x');
+    c.getMETAChunk().addChild(new ZelLeafChunk<char>(makeTag("NOTE"), note));
+    build(c, {6});
+    EXPECT_FALSE(c.append());
+    ASSERT_TRUE(c.save());
+    expectFile(path, 7);
 }
 
 }  // namespace
