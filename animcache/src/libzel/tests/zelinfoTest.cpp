@@ -280,19 +280,6 @@ TEST_F(ZelinfoTest, RateLinesAndTwoDigitAttributeIndices) {
     EXPECT_NE(r.out.find("    attribute[ 9] NAME: 's' TYPE: 't' ATTR: cstr\n"), std::string::npos);
 }
 
-TEST_F(ZelinfoTest, TenThousandObjectsGetSixColumns) {
-    ZelMETAChunk meta;
-    for (int i = 0; i < 10000; ++i) {
-        meta.addDOBJ(("o" + std::to_string(i)).c_str());
-    }
-    const std::string path = dir.file("many.zel");
-    writeBareCache(path, meta);
-    const Output r = runZelinfo(path);
-    EXPECT_EQ(r.result, 0);
-    EXPECT_NE(r.out.find("\nobject[     0] name: o0\n"), std::string::npos);
-    EXPECT_NE(r.out.find("\nobject[  9999] name: o9999\n"), std::string::npos);
-}
-
 TEST_F(ZelinfoTest, UnreadableFileGivesOneErrorLine) {
     const std::string path = dir.file("absent.zel");
     const Output r = runZelinfo(path);
