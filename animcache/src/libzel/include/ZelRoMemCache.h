@@ -28,7 +28,7 @@ class ZEL_API ZelRoMemCache : public ZelCache {
     ZelRoMemCache();
     // Loads `filename` with the file-backed cache's own load (no sample is read); `*ok` (when
     // given) receives its result. No limit.
-    ZelRoMemCache(const char* filename, bool keepOpen = true, bool* ok = nullptr);
+    explicit ZelRoMemCache(const char* filename, bool keepOpen = true, bool* ok = nullptr);
     // As above, then the limit becomes `maxSamples` as given (not clamped).
     ZelRoMemCache(const char* filename, bool keepOpen, int maxSamples, bool* ok = nullptr);
     // Deletes every loaded group.

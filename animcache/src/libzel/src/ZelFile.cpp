@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <limits>
 
 static_assert(sizeof(off_t) == 8, "file positions need a 64-bit off_t");
 
@@ -192,7 +193,11 @@ bool ZelFile::readHeader(ZelHeader& h) {
     }
     // A negative group length announces no payload to enter; the read or skip that meets it fails.
     if (h.type == kTypeGroup && h.length > 0) {
-        levels_.push_back(stream_->pos + h.length);
+        // A length no file can hold would overflow the end position; such a group ends beyond
+        // any position the stream reaches, like any other group that runs past the end.
+        const int64 room = std::numeric_limits<int64>::max() - stream_->pos;
+        levels_.push_back(h.length <= room ? stream_->pos + h.length
+                                           : std::numeric_limits<int64>::max());
     } else {
         popEndedGroups();
     }
