@@ -1,6 +1,6 @@
 // The demo: the main job end to end. It records a small animated scene with the read-write
-// cache, saves it, reopens the file and appends further frames in place, reads a value back and
-// prints the cache's summary with zelinfo.
+// cache, saves it, reopens the file and adds further frames, reads a value back and prints the
+// cache's summary with zelinfo.
 //
 // The scene: a cube mesh (topology stored once, positions per frame) bouncing on the spot, and a
 // lamp with a static "label" attribute and an animated "intensity" attribute.
@@ -98,8 +98,9 @@ int main() {
     const long long written = fileSize(kPath);
     std::cout << "wrote " << kPath << ": frames 1 to 24, " << written << " bytes\n";
 
-    // 2. Reopen it and add frames 25 to 36. Only new frames at the end: save appends them into
-    //    the room the file keeps for more samples, without rewriting the frames already there.
+    // 2. Reopen it and add frames 25 to 36. A save appends in place, into the room the file keeps
+    //    for more samples, when the last allocation added a sample at the end; here each frame
+    //    also fills the lamp into the cube's new sample, so the save rewrites the file.
     {
         ZelRwMemCache cache;
         if (!cache.load(kPath)) {
@@ -108,11 +109,11 @@ int main() {
         recordFrames(cache, 25, 36);
         bool saved = false;
         if (!cache.save(&saved) || !saved) {
-            std::cerr << "zeldemo: could not append to " << kPath << '\n';
+            std::cerr << "zeldemo: could not save " << kPath << '\n';
             return 1;
         }
     }
-    std::cout << "appended frames 25 to 36: " << kPath << " grew by " << fileSize(kPath) - written
+    std::cout << "added frames 25 to 36: " << kPath << " grew by " << fileSize(kPath) - written
               << " bytes\n";
 
     // 3. Read one value back through a read-only memory cache.

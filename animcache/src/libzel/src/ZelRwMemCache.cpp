@@ -125,7 +125,8 @@ ZelGroupChunk* ZelRwMemCache::allocSample(float time, int object) {
         return group;
     }
 
-    const bool wasAppending = appendedOnly_;
+    // Any allocation at or before the last time, even filling another object into a sample just
+    // appended, makes the next save rewrite the whole file.
     appendedOnly_ = false;
     const int i = getMinSampleIndexNotLessThan(time);
     // Only a NaN time (or float error at the very end of a uniform range) finds no sample.
@@ -133,9 +134,6 @@ ZelGroupChunk* ZelRwMemCache::allocSample(float time, int object) {
         return nullptr;
     }
     if (getSampleTime(i) == time) {
-        // Filling a sample appended since the file was written (it has no jump entry yet), as a
-        // writer does for every object after the first, leaves the file's samples untouched.
-        appendedOnly_ = wasAppending && static_cast<size_t>(i) >= jumpTable_.size();
         std::unique_ptr<ZelGroupChunk>& slot = sampleSlot(i, object);
         if (slot == nullptr) {
             slot = std::make_unique<ZelGroupChunk>(kTagSOBJ);

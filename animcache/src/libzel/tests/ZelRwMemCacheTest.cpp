@@ -41,10 +41,12 @@ float valueAt(float t, int o, float base = 0) {
     return base + 10 * t + static_cast<float>(o);
 }
 
-// Allocates samples at `times` for objects "a" and "b", each with a three-float POSI.
-void build(ZelRwMemCache& c, const std::vector<float>& times, float base = 0) {
+// Allocates samples at `times` for objects "a" and "b" (or "a" alone), each with a three-float
+// POSI. Only a single object per frame leaves the cache appended-only: filling the second object
+// into a new sample is an allocation inside the time range.
+void build(ZelRwMemCache& c, const std::vector<float>& times, float base = 0, int objects = 2) {
     for (float t : times) {
-        for (int o = 0; o < 2; ++o) {
+        for (int o = 0; o < objects; ++o) {
             const float v = valueAt(t, o, base);
             c.allocSample(t, o)->addChild(new ZelLeafChunk<float>(kPOSI, 0, 3, {v, v + 1, v + 2}));
             if (c.getName(o).empty()) {
@@ -71,13 +73,13 @@ float posi(ZelRoMemCache& c, int s, int o) {
     return leaf == nullptr ? NAN : leaf->values().at(0);
 }
 
-// Loads `path` and checks every sample of both objects against valueAt of its time.
+// Loads `path` and checks every sample of its objects against valueAt of its time.
 void expectFile(const std::string& path, int numSamples, float base = 0) {
     ZelRoMemCache c;
     ASSERT_TRUE(c.load(path.c_str()));
     ASSERT_EQ(c.getNumSamples(), numSamples);
     for (int s = 0; s < numSamples; ++s) {
-        for (int o = 0; o < 2; ++o) {
+        for (int o = 0; o < c.getNumObjects(); ++o) {
             EXPECT_EQ(posi(c, s, o), valueAt(c.getSampleTime(s), o, base)) << s << ' ' << o;
         }
     }
@@ -254,14 +256,14 @@ TEST_F(RwMemCacheTest, SavedCacheReloadsValueForValue) {
 
 TEST_F(RwMemCacheTest, AppendFillsTheReserveInPlace) {
     ZelRwMemCache c;
-    build(c, range(0, 10));
+    build(c, range(0, 10), 0, 1);
     EXPECT_FALSE(c.save());  // no file name yet
     ASSERT_TRUE(c.saveAs(path.c_str()));
     const std::vector<unsigned char> old = ZelTest::readFileBytes(path);
     const ChunkEntry oldJumps = chunks(path, "JSAM").at(0);
     EXPECT_EQ(jumpReserve(path), 100 * 8);  // at least 100
 
-    build(c, range(10, 15));
+    build(c, range(10, 15), 0, 1);
     bool saved = false;
     ASSERT_TRUE(c.save(&saved));
     EXPECT_TRUE(saved);
@@ -282,32 +284,45 @@ TEST_F(RwMemCacheTest, AppendFillsTheReserveInPlace) {
     // Samples of the file that were cut off, or dropped with the whole cache, and allocated
     // anew are written anew; so is a change to a sample the file holds.
     c.truncate(4);
-    build(c, range(5, 20), 1000);
+    build(c, range(5, 20), 1000, 1);
     ASSERT_TRUE(c.save());
     ZelRoMemCache r;
     ASSERT_TRUE(r.load(path.c_str()));
     ASSERT_EQ(r.getNumSamples(), 20);
     EXPECT_EQ(posi(r, 4, 0), valueAt(4, 0));
-    EXPECT_EQ(posi(r, 15, 1), valueAt(15, 1, 1000));
+    EXPECT_EQ(posi(r, 15, 0), valueAt(15, 0, 1000));
     c.deleteCache();
-    build(c, range(0, 22), 2000);
+    build(c, range(0, 22), 2000, 1);
     ASSERT_TRUE(c.save());
     expectFile(path, 22, 2000);
-    build(c, {22}, 2000);
+    build(c, {22}, 2000, 1);
     c.allocSample(3, 1)->addChild(new ZelLeafChunk<int>(makeTag("NOTE"), {7}));
     ASSERT_TRUE(c.save());
     ASSERT_TRUE(r.load(path.c_str()));
     EXPECT_NE(r.getSample(3, 1, makeTag("NOTE")), nullptr);
 }
 
-TEST_F(RwMemCacheTest, ChangesBeyondAppendingRewriteTheFile) {
+TEST_F(RwMemCacheTest, FillingASecondObjectIntoANewSampleRewrites) {
     ZelRwMemCache c;
     build(c, range(0, 10));
+    ASSERT_TRUE(c.saveAs(path.c_str()));
+    const std::vector<unsigned char> before = ZelTest::readFileBytes(path);
+    build(c, {10});  // the second object's allocation is not at the end
+    EXPECT_FALSE(c.append());
+    EXPECT_EQ(ZelTest::readFileBytes(path), before);
+    ASSERT_TRUE(c.save());
+    EXPECT_EQ(jumpReserve(path), 100 * 8);  // a fresh section, not 99 entries left
+    expectFile(path, 11);
+}
+
+TEST_F(RwMemCacheTest, ChangesBeyondAppendingRewriteTheFile) {
+    ZelRwMemCache c;
+    build(c, range(0, 10), 0, 1);
     ASSERT_TRUE(c.saveAs(path.c_str()));
     const int64 oldJumps = chunks(path, "JSAM").at(0).offset;
 
     // A longer name changes the metadata's length: append refuses before writing anything.
-    build(c, {10});
+    build(c, {10}, 0, 1);
     c.setName(0, "longer");
     const std::vector<unsigned char> before = ZelTest::readFileBytes(path);
     EXPECT_FALSE(c.append());
@@ -318,7 +333,7 @@ TEST_F(RwMemCacheTest, ChangesBeyondAppendingRewriteTheFile) {
     expectFile(path, 11);
 
     // An uneven time makes the cache non-uniform; the file has no time table to extend.
-    build(c, {11.5f});
+    build(c, {11.5f}, 0, 1);
     EXPECT_FALSE(c.append());
     ASSERT_TRUE(c.save());
     EXPECT_EQ(chunks(path, "TIMS").at(0).values<float>().back(), 11.5f);
@@ -326,7 +341,7 @@ TEST_F(RwMemCacheTest, ChangesBeyondAppendingRewriteTheFile) {
 
     // Another name always rewrites, and the cache then belongs to it.
     const std::string other = dir.file("other.zel");
-    build(c, {12});
+    build(c, {12}, 0, 1);
     ASSERT_TRUE(c.saveAs(other.c_str()));
     EXPECT_EQ(c.getFilename(), other);
     expectFile(path, 12);
@@ -335,11 +350,11 @@ TEST_F(RwMemCacheTest, ChangesBeyondAppendingRewriteTheFile) {
 
 TEST_F(RwMemCacheTest, ShortReserveStartsAnotherSection) {
     Probe c;
-    build(c, {0, 1, 3});
+    build(c, {0, 1, 3}, 0, 1);
     ASSERT_TRUE(c.saveAs(path.c_str()));
-    build(c, range(4, 101));  // 97 of the 100 reserved
+    build(c, range(4, 101), 0, 1);  // 97 of the 100 reserved
     ASSERT_TRUE(c.save());
-    build(c, range(101, 111));  // 3 left: a new section with a reserve of 2 x 110
+    build(c, range(101, 111), 0, 1);  // 3 left: a new section with a reserve of 2 x 110
     ASSERT_TRUE(c.save());
     const std::vector<ChunkEntry> times = chunks(path, "TIMS");
     ASSERT_EQ(times.size(), 2u);
@@ -350,7 +365,7 @@ TEST_F(RwMemCacheTest, ShortReserveStartsAnotherSection) {
     }
     EXPECT_EQ(reserves, (std::vector<int64>{3 * 4, 3 * 8, 220 * 4, 220 * 8}));
     expectFile(path, 110);
-    build(c, {111});  // into the new section's reserve
+    build(c, {111}, 0, 1);  // into the new section's reserve
     ASSERT_TRUE(c.save());
     EXPECT_EQ(chunks(path, "SAMS").size(), 2u);
     EXPECT_EQ(jumpReserve(path), 219 * 8);
@@ -364,7 +379,7 @@ TEST_F(RwMemCacheTest, ShortReserveStartsAnotherSection) {
 
 TEST_F(RwMemCacheTest, DamagedFileMakesAppendFailAndSaveRewrite) {
     ZelRwMemCache c;
-    build(c, range(0, 10));
+    build(c, range(0, 10), 0, 1);
     ASSERT_TRUE(c.saveAs(path.c_str()));
     const std::vector<unsigned char> good = ZelTest::readFileBytes(path);
     const int64 sams = chunks(path, "SAMS").at(0).offset, jsam = chunks(path, "JSAM").at(0).offset;
@@ -377,7 +392,7 @@ TEST_F(RwMemCacheTest, DamagedFileMakesAppendFailAndSaveRewrite) {
         std::vector<unsigned char> bad = good;
         std::memcpy(bad.data() + d[0], &d[1], sizeof(int64));
         ZelTest::writeFileBytes(path, bad);
-        build(c, {10});
+        build(c, {10}, 0, 1);
         EXPECT_FALSE(c.append()) << d[0];
         ASSERT_TRUE(c.save());
         expectFile(path, 11);
@@ -387,7 +402,7 @@ TEST_F(RwMemCacheTest, DamagedFileMakesAppendFailAndSaveRewrite) {
     // Cut inside the tables.
     ZelTest::writeFileBytes(path,
                             std::vector<unsigned char>(good.begin(), good.begin() + jsam + 20));
-    build(c, {10});
+    build(c, {10}, 0, 1);
     EXPECT_FALSE(c.append());
     ASSERT_TRUE(c.save());
     expectFile(path, 11);
@@ -396,7 +411,7 @@ TEST_F(RwMemCacheTest, DamagedFileMakesAppendFailAndSaveRewrite) {
     std::vector<unsigned char> trailing = ZelTest::readFileBytes(path);
     trailing.resize(trailing.size() + 16);  // an empty chunk with a zero tag
     ZelTest::writeFileBytes(path, trailing);
-    build(c, {11});
+    build(c, {11}, 0, 1);
     ASSERT_TRUE(c.save());
     EXPECT_EQ(chunks(path, "SAMS").size(), 2u);
     expectFile(path, 12);
@@ -425,14 +440,14 @@ TEST_F(RwMemCacheTest, CacheWithoutObjectsDeletesItsFile) {
 TEST_F(RwMemCacheTest, LoadedCacheExtendsItsFile) {
     {
         ZelRwMemCache w;
-        build(w, range(0, 4));
+        build(w, range(0, 4), 0, 1);
         ASSERT_TRUE(w.saveAs(path.c_str()));
     }
     for (bool constructed : {true, false}) {
         bool ok = false;
         ZelRwMemCache c(path.c_str(), true, &ok);
         ASSERT_TRUE(constructed ? ok : c.load(path.c_str(), false));
-        build(c, {static_cast<float>(c.getNumSamples())});
+        build(c, {static_cast<float>(c.getNumSamples())}, 0, 1);
         ASSERT_TRUE(c.save());
         expectFile(path, constructed ? 5 : 6);
         // The constructor's read-only handle cannot take an append: the file was rewritten.
@@ -445,7 +460,7 @@ TEST_F(RwMemCacheTest, LoadedCacheExtendsItsFile) {
     ASSERT_TRUE(c.load(path.c_str()));
     std::vector<char> note(4000, 'x');
     c.getMETAChunk().addChild(new ZelLeafChunk<char>(makeTag("NOTE"), note));
-    build(c, {6});
+    build(c, {6}, 0, 1);
     EXPECT_FALSE(c.append());
     ASSERT_TRUE(c.save());
     expectFile(path, 7);
