@@ -18,6 +18,7 @@
 #include "ZelInterpolation.h"
 #include "ZelMatrix.h"
 #include "ZelRoMemCache.h"
+#include "ZelRwMemCache.h"
 #include "ZelSAMSChunk.h"
 #include "ZelTypes.h"
 #include "zelUtils.h"

@@ -1,0 +1,469 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <ctime>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "Zel.h"
+#include "support/ChunkWalk.h"
+#include "support/TempDir.h"
+
+using namespace Zel;
+using ZelTest::ChunkEntry;
+
+namespace {
+
+constexpr uint32 kPOSI = makeTag("POSI");
+
+// Exposes the sampling conversions and the time table.
+class Probe : public ZelRwMemCache {
+  public:
+    using ZelRwMemCache::convertToNonUniformSampling;
+    using ZelRwMemCache::convertToUniformSampling;
+    using ZelRwMemCache::ZelRwMemCache;
+    // "n=3 first=0 last=2 rate=1 times=": the whole sampling state, comparable at once.
+    std::string sampling() const {
+        std::ostringstream os;
+        os << "n=" << getNumSamples() << " first=" << getFirstTime() << " last=" << getLastTime()
+           << " rate=" << getRate() << " times=";
+        for (float t : times_) {
+            os << t << ',';
+        }
+        return os.str();
+    }
+};
+
+// The value object `o` holds at time `t`: identifies both, and `base` tells builds apart.
+float valueAt(float t, int o, float base = 0) {
+    return base + 10 * t + static_cast<float>(o);
+}
+
+// Allocates samples at `times` for objects "a" and "b" (or "a" alone), each with a three-float
+// POSI. Only a single object per frame leaves the cache appended-only: filling the second object
+// into a new sample is an allocation inside the time range.
+void build(ZelRwMemCache& c, const std::vector<float>& times, float base = 0, int objects = 2) {
+    for (float t : times) {
+        for (int o = 0; o < objects; ++o) {
+            const float v = valueAt(t, o, base);
+            c.allocSample(t, o)->addChild(new ZelLeafChunk<float>(kPOSI, 0, 3, {v, v + 1, v + 2}));
+            if (c.getName(o).empty()) {
+                c.setName(o, o == 0 ? "a" : "b");
+            }
+        }
+    }
+    // The metadata's length estimate is exact, as appending in place needs, only with both.
+    c.setApplication("rwtest");
+    c.setSourceFile("scene.ma");
+}
+
+std::vector<float> range(int from, int to) {
+    std::vector<float> v;
+    for (int t = from; t < to; ++t) {
+        v.push_back(static_cast<float>(t));
+    }
+    return v;
+}
+
+// The first POSI value of (sample, object), NaN when missing.
+float posi(ZelRoMemCache& c, int s, int o) {
+    const auto* leaf = dynamic_cast<const ZelLeafChunk<float>*>(c.getSample(s, o, kPOSI));
+    return leaf == nullptr ? NAN : leaf->values().at(0);
+}
+
+// Loads `path` and checks every sample of its objects against valueAt of its time.
+void expectFile(const std::string& path, int numSamples, float base = 0) {
+    ZelRoMemCache c;
+    ASSERT_TRUE(c.load(path.c_str()));
+    ASSERT_EQ(c.getNumSamples(), numSamples);
+    for (int s = 0; s < numSamples; ++s) {
+        for (int o = 0; o < c.getNumObjects(); ++o) {
+            EXPECT_EQ(posi(c, s, o), valueAt(c.getSampleTime(s), o, base)) << s << ' ' << o;
+        }
+    }
+}
+
+// The chunks of `path` with tag `tag`, in file order.
+std::vector<ChunkEntry> chunks(const std::string& path, const char (&tag)[5]) {
+    std::vector<ChunkEntry> found;
+    for (ChunkEntry& e : ZelTest::walkChunks(path)) {
+        if (e.header.tag == makeTag(tag)) {
+            found.push_back(std::move(e));
+        }
+    }
+    return found;
+}
+
+// The length of the first "FREE" reserve after the sample jump table.
+int64 jumpReserve(const std::string& path) {
+    return chunks(path, "FREE").back().header.length;
+}
+
+class RwMemCacheTest : public ::testing::Test {
+  protected:
+    ZelTest::TempDir dir;
+    std::string path = dir.file("cache.zel");
+};
+
+TEST(RwMemCacheAlloc, SamplesStayUniformOnlyWhileEvenlySpaced) {
+    Probe u;
+    ZelGroupChunk* g0 = u.allocSample(0, 0);
+    u.allocSample(1, 0);
+    u.allocSample(2, 0);
+    EXPECT_EQ(u.sampling(), "n=3 first=0 last=2 rate=1 times=");
+    EXPECT_EQ(u.allocSample(0, 0), g0);  // an existing sample hands back its group
+
+    Probe n;
+    build(n, {0, 1, 3});
+    EXPECT_EQ(n.sampling(), "n=3 first=0 last=3 rate=0 times=0,1,3,");
+    ZelGroupChunk* g = n.allocSample(1, 5);
+    EXPECT_EQ(n.getSample(1, 5), g);
+    EXPECT_EQ(n.getNumSamples(), 3);
+    ASSERT_EQ(n.getNumObjects(), 6);
+    EXPECT_EQ(n.getName(2) + n.getName(5), "");
+    EXPECT_EQ(n.allocSample(NAN, 0), nullptr);
+}
+
+TEST_F(RwMemCacheTest, InsertingReadsEverySampleBeforeIndicesMove) {
+    {
+        ZelRwMemCache w;
+        build(w, range(0, 3));
+        ASSERT_TRUE(w.saveAs(path.c_str()));
+    }
+    // A cut-off sample's place in the file is not read for a sample appended after the cut.
+    Probe cut;
+    ASSERT_TRUE(cut.load(path.c_str()));
+    cut.truncate(1);
+    cut.allocSample(2, 0);
+    EXPECT_TRUE(std::isnan(posi(cut, 2, 1)));
+
+    Probe c;
+    ASSERT_TRUE(c.load(path.c_str(), false));
+    c.allocSample(0.5f, 0);
+    EXPECT_TRUE(std::isnan(posi(c, 1, 1)));   // the new sample has no place in the file
+    ASSERT_EQ(std::remove(path.c_str()), 0);  // the others must all be in memory now
+    EXPECT_EQ(c.sampling(), "n=4 first=0 last=2 rate=0 times=0,0.5,1,2,");
+    for (int s : {0, 2, 3}) {
+        EXPECT_EQ(posi(c, s, 1), valueAt(c.getSampleTime(s), 1)) << s;
+    }
+
+    // One rate step before the first sample keeps the cache uniform; two steps do not.
+    Probe u;
+    build(u, range(0, 3));
+    u.allocSample(-1, 0);
+    EXPECT_EQ(u.sampling(), "n=4 first=-1 last=2 rate=1 times=-1,");
+    EXPECT_EQ(posi(u, 1, 0), valueAt(0, 0));
+    u.allocSample(-3, 0);
+    EXPECT_EQ(u.sampling(), "n=5 first=-3 last=2 rate=0 times=-3,-1,0,1,2,");
+}
+
+TEST(RwMemCacheSampling, ConversionsUseExactFloatSteps) {
+    Probe c;
+    build(c, {10, 10.25f, 10.5f});
+    EXPECT_EQ(c.getRate(), 4.0f);
+    c.convertToNonUniformSampling();
+    EXPECT_EQ(c.sampling(), "n=3 first=10 last=10.5 rate=0 times=10,10.25,10.5,");
+    EXPECT_TRUE(c.convertToUniformSampling());
+    EXPECT_EQ(c.sampling(), "n=3 first=10 last=10.5 rate=4 times=");
+
+    Probe halves;
+    build(halves, {0, 0.5f, 1});
+    halves.convertToNonUniformSampling();
+    EXPECT_TRUE(halves.convertToUniformSampling());
+    EXPECT_EQ(halves.getRate(), 2.0f);
+    Probe uneven;
+    build(uneven, {0, 0.5f, 1.5f});
+    EXPECT_FALSE(uneven.convertToUniformSampling());
+    EXPECT_EQ(uneven.sampling(), "n=3 first=0 last=1.5 rate=0 times=0,0.5,1.5,");
+}
+
+TEST(RwMemCacheEdit, TruncateAndShiftFirstTime) {
+    Probe c;
+    build(c, range(0, 4));
+    c.truncate(1.5f);
+    c.truncate(2);  // not before the last sample: nothing happens
+    EXPECT_EQ(c.sampling(), "n=3 first=0 last=2 rate=1 times=");
+    EXPECT_EQ(c.getSample(3, 0), nullptr);
+    EXPECT_EQ(posi(c, 2, 1), valueAt(2, 1));
+    c.shiftFirstTimeTo(10);
+    EXPECT_EQ(c.sampling(), "n=3 first=10 last=12 rate=1 times=");
+
+    // A non-uniform cache moves its table only (not even shortened by the cut).
+    Probe n;
+    build(n, {0, 1, 3, 7});
+    n.truncate(2);
+    n.shiftFirstTimeTo(10);
+    EXPECT_EQ(n.sampling(), "n=3 first=0 last=3 rate=0 times=10,11,13,17,");
+    n.truncate(-1);  // before the first sample: the whole cache goes
+    EXPECT_EQ(n.getNumSamples() + n.getNumObjects(), 0);
+}
+
+TEST_F(RwMemCacheTest, NamesAndDirtyFlag) {
+    ZelRwMemCache c;
+    c.setApplication("app");
+    c.setSpace(0);
+    EXPECT_FALSE(c.setAttrName(0, 0, "x"));
+    EXPECT_FALSE(c.isDirty());
+    c.setName(1, "");  // adds two empty-named objects
+    EXPECT_TRUE(c.isDirty());
+    ASSERT_TRUE(c.saveAs(path.c_str()));
+    c.setName(1, "");
+    EXPECT_FALSE(c.isDirty());
+    EXPECT_FALSE(c.setAttrName(1, 0, "x"));  // no attribute definition, dirty all the same
+    EXPECT_TRUE(c.isDirty());
+    c.getMETAChunk().getDOBJ(0)->addAttr(false, "old", "int", kTypeInt32, 0, 0);
+    EXPECT_TRUE(c.setAttrType(0, 0, "long"));
+    testing::internal::CaptureStdout();
+    EXPECT_THROW(c.setAttrName(0, 1, "x"), bool);
+    EXPECT_NE(testing::internal::GetCapturedStdout().find("DATR attribute index out of bounds"),
+              std::string::npos);
+}
+
+TEST_F(RwMemCacheTest, SavedCacheReloadsValueForValue) {
+    ZelRwMemCache c;
+    build(c, {2, 2.5f, 3});
+    c.setSpace(0);
+    ZelDOBJChunk* a = c.getMETAChunk().getDOBJ(0);
+    a->addAttr(false, "color", "float3", kTypeFloat, 0, 3);
+    static_cast<ZelLeafChunk<float>*>(a->getDATR()->getStaticData(0))->values() = {1, 2, 3};
+    const int64 before = std::time(nullptr);
+    bool saved = false, deleted = true;
+    ASSERT_TRUE(c.saveAs(path.c_str(), &saved, &deleted));
+    EXPECT_TRUE(saved && !deleted && !c.isDirty());
+    EXPECT_EQ(c.getFilename(), path);
+
+    ZelRoMemCache r;
+    ASSERT_TRUE(r.load(path.c_str()));
+    EXPECT_EQ(r.getApplication() + r.getSourceFile() + r.getName(1), "rwtestscene.mab");
+    EXPECT_EQ(r.getSpace(), 0);
+    EXPECT_GE(r.getDateStamp(), before);
+    EXPECT_LE(r.getDateStamp(), std::time(nullptr));
+    EXPECT_EQ(r.getRate(), 2.0f);
+    const auto* color = dynamic_cast<const ZelLeafChunk<float>*>(r.getAttrData(0, 0, 0));
+    ASSERT_NE(color, nullptr);
+    EXPECT_EQ(color->values(), (std::vector<float>{1, 2, 3}));
+    EXPECT_EQ(color->getDimension(), 3);
+    expectFile(path, 3);
+
+    // Clean: nothing is written, not even a file that has gone.
+    ASSERT_EQ(std::remove(path.c_str()), 0);
+    ASSERT_TRUE(c.save(&saved, &deleted));
+    EXPECT_FALSE(saved);
+    EXPECT_FALSE(ZelFile::exists(path.c_str()));
+}
+
+TEST_F(RwMemCacheTest, AppendFillsTheReserveInPlace) {
+    ZelRwMemCache c;
+    build(c, range(0, 10), 0, 1);
+    EXPECT_FALSE(c.save());  // no file name yet
+    ASSERT_TRUE(c.saveAs(path.c_str()));
+    const std::vector<unsigned char> old = ZelTest::readFileBytes(path);
+    const ChunkEntry oldJumps = chunks(path, "JSAM").at(0);
+    EXPECT_EQ(jumpReserve(path), 100 * 8);  // at least 100
+
+    build(c, range(10, 15), 0, 1);
+    bool saved = false;
+    ASSERT_TRUE(c.save(&saved));
+    EXPECT_TRUE(saved);
+    // Every old sample stays where and as it was; the new ones follow the old end of file.
+    const std::vector<unsigned char> now = ZelTest::readFileBytes(path);
+    const auto firstSample = static_cast<size_t>(oldJumps.values<int64>()[0]);
+    ASSERT_GT(now.size(), old.size());
+    EXPECT_TRUE(std::equal(old.begin() + firstSample, old.end(), now.begin() + firstSample));
+    const ChunkEntry jumps = chunks(path, "JSAM").at(0);
+    EXPECT_EQ(jumps.offset, oldJumps.offset);
+    std::vector<int64> entries = oldJumps.values<int64>();
+    entries.push_back(static_cast<int64>(old.size()));
+    EXPECT_EQ(jumps.values<int64>().size(), 15u);
+    EXPECT_TRUE(std::equal(entries.begin(), entries.end(), jumps.values<int64>().begin()));
+    EXPECT_EQ(jumpReserve(path), 95 * 8);
+    expectFile(path, 15);
+
+    // Samples of the file that were cut off, or dropped with the whole cache, and allocated
+    // anew are written anew; so is a change to a sample the file holds.
+    c.truncate(4);
+    build(c, range(5, 20), 1000, 1);
+    ASSERT_TRUE(c.save());
+    ZelRoMemCache r;
+    ASSERT_TRUE(r.load(path.c_str()));
+    ASSERT_EQ(r.getNumSamples(), 20);
+    EXPECT_EQ(posi(r, 4, 0), valueAt(4, 0));
+    EXPECT_EQ(posi(r, 15, 0), valueAt(15, 0, 1000));
+    c.deleteCache();
+    build(c, range(0, 22), 2000, 1);
+    ASSERT_TRUE(c.save());
+    expectFile(path, 22, 2000);
+    build(c, {22}, 2000, 1);
+    c.allocSample(3, 1)->addChild(new ZelLeafChunk<int>(makeTag("NOTE"), {7}));
+    ASSERT_TRUE(c.save());
+    ASSERT_TRUE(r.load(path.c_str()));
+    EXPECT_NE(r.getSample(3, 1, makeTag("NOTE")), nullptr);
+}
+
+TEST_F(RwMemCacheTest, FillingASecondObjectIntoANewSampleRewrites) {
+    ZelRwMemCache c;
+    build(c, range(0, 10));
+    ASSERT_TRUE(c.saveAs(path.c_str()));
+    const std::vector<unsigned char> before = ZelTest::readFileBytes(path);
+    build(c, {10});  // the second object's allocation is not at the end
+    EXPECT_FALSE(c.append());
+    EXPECT_EQ(ZelTest::readFileBytes(path), before);
+    ASSERT_TRUE(c.save());
+    EXPECT_EQ(jumpReserve(path), 100 * 8);  // a fresh section, not 99 entries left
+    expectFile(path, 11);
+}
+
+TEST_F(RwMemCacheTest, ChangesBeyondAppendingRewriteTheFile) {
+    ZelRwMemCache c;
+    build(c, range(0, 10), 0, 1);
+    ASSERT_TRUE(c.saveAs(path.c_str()));
+    const int64 oldJumps = chunks(path, "JSAM").at(0).offset;
+
+    // A longer name changes the metadata's length: append refuses before writing anything.
+    build(c, {10}, 0, 1);
+    c.setName(0, "longer");
+    const std::vector<unsigned char> before = ZelTest::readFileBytes(path);
+    EXPECT_FALSE(c.append());
+    EXPECT_EQ(ZelTest::readFileBytes(path), before);
+    ASSERT_TRUE(c.save());
+    EXPECT_EQ(chunks(path, "JSAM").at(0).offset, oldJumps + 5);
+    EXPECT_EQ(jumpReserve(path), 100 * 8);  // a fresh reserve
+    expectFile(path, 11);
+
+    // An uneven time makes the cache non-uniform; the file has no time table to extend.
+    build(c, {11.5f}, 0, 1);
+    EXPECT_FALSE(c.append());
+    ASSERT_TRUE(c.save());
+    EXPECT_EQ(chunks(path, "TIMS").at(0).values<float>().back(), 11.5f);
+    expectFile(path, 12);
+
+    // Another name always rewrites, and the cache then belongs to it.
+    const std::string other = dir.file("other.zel");
+    build(c, {12}, 0, 1);
+    ASSERT_TRUE(c.saveAs(other.c_str()));
+    EXPECT_EQ(c.getFilename(), other);
+    expectFile(path, 12);
+    expectFile(other, 13);
+}
+
+TEST_F(RwMemCacheTest, ShortReserveStartsAnotherSection) {
+    Probe c;
+    build(c, {0, 1, 3}, 0, 1);
+    ASSERT_TRUE(c.saveAs(path.c_str()));
+    build(c, range(4, 101), 0, 1);  // 97 of the 100 reserved
+    ASSERT_TRUE(c.save());
+    build(c, range(101, 111), 0, 1);  // 3 left: a new section with a reserve of 2 x 110
+    ASSERT_TRUE(c.save());
+    const std::vector<ChunkEntry> times = chunks(path, "TIMS");
+    ASSERT_EQ(times.size(), 2u);
+    EXPECT_EQ(times[1].values<float>(), range(101, 111));
+    std::vector<int64> reserves;
+    for (const ChunkEntry& e : chunks(path, "FREE")) {
+        reserves.push_back(e.header.length);
+    }
+    EXPECT_EQ(reserves, (std::vector<int64>{3 * 4, 3 * 8, 220 * 4, 220 * 8}));
+    expectFile(path, 110);
+    build(c, {111}, 0, 1);  // into the new section's reserve
+    ASSERT_TRUE(c.save());
+    EXPECT_EQ(chunks(path, "SAMS").size(), 2u);
+    EXPECT_EQ(jumpReserve(path), 219 * 8);
+    expectFile(path, 111);
+
+    c.setReservedSamples(300);
+    c.setName(0, "renamed");
+    ASSERT_TRUE(c.save());
+    EXPECT_EQ(chunks(path, "FREE").at(0).header.length, 300 * 4);
+}
+
+TEST_F(RwMemCacheTest, DamagedFileMakesAppendFailAndSaveRewrite) {
+    ZelRwMemCache c;
+    build(c, range(0, 10), 0, 1);
+    ASSERT_TRUE(c.saveAs(path.c_str()));
+    const std::vector<unsigned char> good = ZelTest::readFileBytes(path);
+    const int64 sams = chunks(path, "SAMS").at(0).offset, jsam = chunks(path, "JSAM").at(0).offset;
+    // {offset, value}: lengths at header offset + 8, the first jump entry at JSAM + 16.
+    const int64 damages[][2] = {{sams + 8, 0},         {sams + 8, int64(1) << 40},
+                                {jsam + 8, 1LL << 60}, {jsam + 8, 12},
+                                {jsam + 16, 4},        {24 + 8, 3},
+                                {jsam + 96 + 8, -8}};
+    for (const auto& d : damages) {
+        std::vector<unsigned char> bad = good;
+        std::memcpy(bad.data() + d[0], &d[1], sizeof(int64));
+        ZelTest::writeFileBytes(path, bad);
+        build(c, {10}, 0, 1);
+        EXPECT_FALSE(c.append()) << d[0];
+        ASSERT_TRUE(c.save());
+        expectFile(path, 11);
+        c.truncate(9);  // back to the ten samples of `good`
+        ASSERT_TRUE(c.save());
+    }
+    // Cut inside the tables.
+    ZelTest::writeFileBytes(path,
+                            std::vector<unsigned char>(good.begin(), good.begin() + jsam + 20));
+    build(c, {10}, 0, 1);
+    EXPECT_FALSE(c.append());
+    ASSERT_TRUE(c.save());
+    expectFile(path, 11);
+
+    // A chunk behind the last samples section: new samples go into a section of their own.
+    std::vector<unsigned char> trailing = ZelTest::readFileBytes(path);
+    trailing.resize(trailing.size() + 16);  // an empty chunk with a zero tag
+    ZelTest::writeFileBytes(path, trailing);
+    build(c, {11}, 0, 1);
+    ASSERT_TRUE(c.save());
+    EXPECT_EQ(chunks(path, "SAMS").size(), 2u);
+    expectFile(path, 12);
+}
+
+TEST_F(RwMemCacheTest, CacheWithoutObjectsDeletesItsFile) {
+    bool saved = true, deleted = true;
+    ZelRwMemCache c;
+    ASSERT_TRUE(c.saveAs(path.c_str(), &saved, &deleted));
+    EXPECT_FALSE(saved || deleted);
+    build(c, range(0, 2));
+    ASSERT_TRUE(c.saveAs(path.c_str()));
+    c.deleteCache();
+    EXPECT_EQ(c.getFilename(), path);
+    ASSERT_TRUE(c.saveAs(path.c_str(), &saved, &deleted));
+    EXPECT_TRUE(!saved && deleted);
+    EXPECT_FALSE(ZelFile::exists(path.c_str()));
+
+    // Objects without samples: metadata only, also through append.
+    c.setName(0, "single");
+    ASSERT_TRUE(c.saveAs(path.c_str()));
+    ASSERT_TRUE(c.append());
+    EXPECT_EQ(chunks(path, "SAMS").size() + chunks(path, "DOBJ").size(), 1u);
+}
+
+TEST_F(RwMemCacheTest, LoadedCacheExtendsItsFile) {
+    {
+        ZelRwMemCache w;
+        build(w, range(0, 4), 0, 1);
+        ASSERT_TRUE(w.saveAs(path.c_str()));
+    }
+    for (bool constructed : {true, false}) {
+        bool ok = false;
+        ZelRwMemCache c(path.c_str(), true, &ok);
+        ASSERT_TRUE(constructed ? ok : c.load(path.c_str(), false));
+        build(c, {static_cast<float>(c.getNumSamples())}, 0, 1);
+        ASSERT_TRUE(c.save());
+        expectFile(path, constructed ? 5 : 6);
+        // The constructor's read-only handle cannot take an append: the file was rewritten.
+        EXPECT_EQ(jumpReserve(path), constructed ? 100 * 8 : 99 * 8);
+    }
+
+    // A metadata child that the length estimate leaves out does not fit the old place: found
+    // before it overwrites the samples that the rewrite then reads.
+    ZelRwMemCache c;
+    ASSERT_TRUE(c.load(path.c_str()));
+    std::vector<char> note(4000, 'x');
+    c.getMETAChunk().addChild(new ZelLeafChunk<char>(makeTag("NOTE"), note));
+    build(c, {6}, 0, 1);
+    EXPECT_FALSE(c.append());
+    ASSERT_TRUE(c.save());
+    expectFile(path, 7);
+}
+
+}  // namespace
