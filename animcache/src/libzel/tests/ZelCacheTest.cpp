@@ -25,15 +25,9 @@ constexpr uint32 kPOSI = makeTag("POSI"), kVELO = makeTag("VELO"), kTOPO = makeT
 // static "TOPO" in its definition and in every sample; each object's group holds "POSI"
 // {sample, object}, "VELO" {100 sample + object}, "POSI" {sample + 0.5} (and "TOPO").
 struct Spec {
-    Spec(int64 n = 3, float firstTime = 0, float lastTime = 2, float r = 1, F t = {},
-         std::vector<int> s = {}, std::vector<std::string> o = {"obj0", "obj1", "obj2"})
-        : numSamples(n),
-          first(firstTime),
-          last(lastTime),
-          rate(r),
-          times(t),
-          sections(s),
-          objects(o) {}
+    Spec(int64 n = 3, float a = 0, float b = 2, float r = 1, F t = {}, std::vector<int> s = {},
+         std::vector<std::string> o = {"obj0", "obj1", "obj2"})
+        : numSamples(n), first(a), last(b), rate(r), times(t), sections(s), objects(o) {}
     int64 numSamples;
     float first, last, rate;
     F times;                    // each section's slice goes in its "TIMS" when not empty
