@@ -63,6 +63,7 @@ TYPED_TEST_SUITE(MatrixTest, Reals);
 
 TYPED_TEST(MatrixTest, ChannelValuesConvertAnglesAndFilterOrders) {
     using T = TypeParam;
+    EXPECT_STREQ(zelChannelNames[0], "translateX");
     EXPECT_STREQ(zelChannelNames[kChannelRotateAxisY], "rotateAxisY");
     EXPECT_STREQ(zelChannelNames[29], "transformOrder");
     EXPECT_STREQ(zelChannelNames[kNumChannels], "ERROR");
