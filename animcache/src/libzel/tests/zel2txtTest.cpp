@@ -6,7 +6,6 @@
 #include <random>
 #include <string>
 
-#include "support/TempDir.h"
 #include "support/UtilsRun.h"
 #include "zelUtils.h"
 
@@ -69,37 +68,32 @@ std::string dumpBefore(const char* line) {
 
 }  // namespace
 
-TEST(Zel2txt, DumpsEveryChunkByDepthWithSharedObjectCountersAndKeepsThePrecision) {
+TEST(Zel2txt, DumpsEveryChunkByDepthWithSharedObjectCounters) {
     TempDir dir;
     const std::string path = dir.file("small.zel");
     ASSERT_TRUE(writeSmallCache(path));
     ASSERT_EQ(readFileBytes(path).size(), 819u);
     const std::streamsize precision = std::cout.precision(3);
-    const Output r = dump(path);
-    EXPECT_EQ(std::cout.precision(3), 3);
-    std::cout.precision(precision);
+    Output r = dump(path);
+    EXPECT_EQ(std::cout.precision(precision), 3);  // the caller's precision is kept
     EXPECT_EQ(r.result, 0);
     EXPECT_EQ(r.out, kSmallCacheDump);
     EXPECT_EQ(r.err, "");
-}
 
-TEST(Zel2txt, ComparesTheLastSampleWithTheDefinitions) {
-    TempDir dir;
     SmallCache c;
     c.numSamples = 0;
-    ASSERT_TRUE(writeSmallCache(dir.file("static.zel"), c));
-    Output r = dump(dir.file("static.zel"));
+    ASSERT_TRUE(writeSmallCache(path, c));
+    r = dump(path);
     EXPECT_EQ(r.result, 0);
-    EXPECT_EQ(r.err, "");
     EXPECT_NE(r.out.find("\nSAMS group (32) : \n. TIMS float (0) : \n. JSAM int64 (0) : \n"),
               std::string::npos);
-
+    // The last sample has fewer objects than the definitions: the whole listing comes first; the
+    // second sample lost 44 bytes of object and 8 of table.
     c = SmallCache();
     c.lastSampleObjects = 1;
-    ASSERT_TRUE(writeSmallCache(dir.file("short.zel"), c));
-    r = dump(dir.file("short.zel"));
+    ASSERT_TRUE(writeSmallCache(path, c));
+    r = dump(path);
     EXPECT_EQ(r.result, -1);
-    // The whole listing comes first: the second sample lost 44 bytes of object and 8 of table.
     std::string expected = dumpBefore(". SAMP group (120)") +
                            ". SAMP group (68) : #1\n. . JOBJ int64 (8) : 723 \n"
                            ". . SOBJ group (28) : #0\n. . . POSI float (12) point 3d : 4 5 6 \n";
@@ -113,15 +107,13 @@ TEST(Zel2txt, BadInputFailsWithItsErrorLine) {
     const std::string path = dir.file("bad.zel");
     writeFileBytes(path, Bytes(40, 'a'));
     EXPECT_EQ(dump(path).err, kErrorAt + "437 Error " + path + ": is not a valid ZEL file\n");
-
     const std::string readError = kErrorAt + "468 Error " + path + ": error reading leaf chunk\n";
     damageSmallCache(path, -1, 0, 500);  // cut inside DVAL's payload (486..510)
     Output r = dump(path);
     EXPECT_EQ(r.result, -1);
     EXPECT_EQ(r.out, dumpBefore(". . . DVAL"));
     EXPECT_EQ(r.err, readError);
-    damageSmallCache(path, -1, 0,
-                     590);  // cut inside BVAL's header: the first sample lacks an object
+    damageSmallCache(path, -1, 0, 590);  // inside BVAL's header: the first sample lacks an object
     EXPECT_EQ(dump(path).err, kErrorAt + "476 Error Number of SOBJ not match number of DOBJ\n");
     // The last POSI (at 791) running past the end, not a whole number of floats; negative
     // lengths on DVAL (at 470) and on the chunk of unknown type (at 603).
@@ -132,18 +124,15 @@ TEST(Zel2txt, BadInputFailsWithItsErrorLine) {
         EXPECT_EQ(r.result, -1);
         EXPECT_EQ(r.err, readError) << at << " " << length;
     }
-
     // A group longer than any file ends with the data.
     Bytes bytes;
     putScalar(bytes, "DZEL", kTypeInt64, int64{2});
     putHeader(bytes, "SAMS", kTypeGroup, std::numeric_limits<int64>::max());
     putScalar(bytes, "TIMS", kTypeFloat, 1.5f);
     writeFileBytes(path, bytes);
-    r = dump(path);
-    EXPECT_EQ(r.result, 0);
-    EXPECT_EQ(r.out,
-              "DZEL int64 (8) : 2 \nSAMS group (9223372036854775807) : \n"
-              ". TIMS float (4) : 1.5 \n");
+    EXPECT_EQ(
+        dump(path).out,
+        "DZEL int64 (8) : 2 \nSAMS group (9223372036854775807) : \n. TIMS float (4) : 1.5 \n");
 
     // Random bytes after a valid header: one error line, or the end of the headers when a chunk
     // of unknown type skips past the end of the file. Never a crash or a hang.
@@ -168,9 +157,8 @@ TEST(Zel2txt, BadInputFailsWithItsErrorLine) {
 
 TEST(Zel2txtTool, ExitStatusFollowsTheResult) {
     TempDir dir;
-    const std::string path = dir.file("small.zel");
-    const std::string out = dir.file("out.txt");
-    const std::string err = dir.file("err.txt");
+    const std::string path = dir.file("small.zel"), out = dir.file("out.txt"),
+                      err = dir.file("err.txt");
     ASSERT_TRUE(writeSmallCache(path));
     const int status = runTool("zel2txt", path, out, err);
     if (status == -2) {
@@ -179,7 +167,7 @@ TEST(Zel2txtTool, ExitStatusFollowsTheResult) {
     EXPECT_EQ(status, 0);
     EXPECT_EQ(fileText(out), kSmallCacheDump);
     EXPECT_EQ(runTool("zel2txt", dir.file("none.zel"), out, err), 1);
+    EXPECT_EQ(runTool("zel2txt", path + " " + path, out, err), 2);
     EXPECT_EQ(runTool("zel2txt", "", out, err), 2);
     EXPECT_EQ(fileText(err), "usage: zel2txt FILE\n");
-    EXPECT_EQ(runTool("zel2txt", path + " " + path, out, err), 2);
 }
