@@ -1,5 +1,8 @@
 // Streams through a large cache with a memory cache limited to two samples and reports the file
-// size, the peak resident memory before and after the read loop, and the times taken.
+// size, the peak resident memory before and after the read loop, and the times taken; then
+// evaluates the mesh's positions at 240 fractional times with each interpolation order, in
+// millions of points per second next to a memcpy of as many bytes; then compares appending 10
+// samples in place with a full rewrite.
 //
 // usage: zelbench [FILE] [--unlimited]
 // FILE (default zelbench.zel) is written, read and removed. With --unlimited a second loop reads
@@ -51,6 +54,8 @@ bool writeCache(const char* path) {
     meta.lastTime = kSamples;
     meta.rate = 1;
     meta.addDOBJ("mesh");
+    // The "MESH" group makes the factory build a mesh object for it.
+    meta.getDOBJ(0)->addChild(new ZelGroupChunk(makeTag("MESH")));
     if (!meta.write(f)) {
         return false;
     }
@@ -88,6 +93,93 @@ double readAll(const char* path, int limit) {
         sum += posi->values()[0];
     }
     return sum;
+}
+
+// ---- Positions at fractional times ----
+
+// Millions of points per second for `evaluations` arrays of kVertices points in `seconds`.
+double megaPoints(int evaluations, double seconds) {
+    return evaluations * double(kVertices) / seconds / 1e6;
+}
+
+// Copies kSamples arrays of kVertices points with memcpy: the bound for any evaluation that
+// writes that many points. Millions of points per second.
+double memcpyRate() {
+    std::vector<float> from(3 * static_cast<size_t>(kVertices), 1.0f), to(from.size());
+    float sum = 0;
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < kSamples; ++i) {
+        from[static_cast<size_t>(i)] = float(i);  // a new source each time, so no copy is skipped
+        std::memcpy(to.data(), from.data(), from.size() * sizeof(float));
+        sum += to[static_cast<size_t>(i)];
+    }
+    const double seconds = secondsSince(start);
+    return sum >= 0 ? megaPoints(kSamples, seconds) : 0;
+}
+
+// Evaluates the mesh's positions at kSamples fractional times from `first` to `first + span`
+// with each order 0-3, through a memory cache holding at most `limit` samples, and prints the
+// rates; with `warm` an untimed cubic pass reads the samples first. Sample s stores s + 1 less
+// than its time in its first coordinate, which every order reproduces (order 0: at the sample
+// before the time) except a cubic blend between the last two samples, whose run repeats the
+// last sample; false when a result is off.
+bool benchPositionsAtTime(const char* path, int limit, float first, float span, bool warm) {
+    ZelRoMemCache cache;
+    if (!cache.load(path, true, limit)) {
+        return false;
+    }
+    ZelHelperObjFactory factory(&cache);
+    ZelHelperObj* obj = factory.zelObjBuilder(0);
+    const auto* mesh = dynamic_cast<const MeshZelObj*>(obj);
+    std::vector<float> times(kSamples);
+    for (int i = 0; i < kSamples; ++i) {
+        times[static_cast<size_t>(i)] = first + span * (float(i) + 0.5f) / float(kSamples);
+    }
+    std::vector<float> positions;
+    ZelHelperObj::AnimationState state;
+    int dimension = 0;
+    ZelInterpolationHints hints;
+    bool ok = mesh != nullptr;
+    const char* const names[] = {"order 0 (sample before)", "order 1 (linear)",
+                                 "order 2 (quadratic)", "order 3 (cubic)"};
+    hints.order = 3;
+    for (size_t i = 0; warm && ok && i < times.size(); ++i) {
+        ok = mesh->getPositionAtTime(times[i], hints, positions, state, dimension);
+    }
+    for (int order = 0; order <= 3 && ok; ++order) {
+        hints.order = order;
+        int off = 0;
+        const auto start = std::chrono::steady_clock::now();
+        for (float t : times) {
+            const float want = order == 0 ? std::floor(t) - 1 : t - 1;
+            off += !mesh->getPositionAtTime(t, hints, positions, state, dimension) ||
+                   positions.size() != 3 * static_cast<size_t>(kVertices) ||
+                   std::fabs(positions[0] - want) >= 1e-3f;
+        }
+        std::printf("  %-24s %8.1f M points/s\n", names[order],
+                    megaPoints(kSamples, secondsSince(start)));
+        if (off != 0) {
+            std::printf("  %d results of order %d are off\n", off, order);
+            ok = false;
+        }
+    }
+    obj->destroy();
+    return ok;
+}
+
+// The position benchmark twice: at times between frames 100 and 104, whose samples stay in
+// memory after a first pass, and at times across the whole cache, read from the file as they
+// are needed (a limit of 4 samples, what a cubic blend needs at once).
+bool benchPositions(const char* path) {
+    std::printf(
+        "\npositions of %d vertices at %d fractional times between frames 100 and 104, "
+        "samples in memory:\n",
+        kVertices, kSamples);
+    const bool ok = benchPositionsAtTime(path, 8, 100, 4, true);
+    std::printf("  %-24s %8.1f M points/s\n", "memcpy of as many bytes", memcpyRate());
+    std::printf("positions at %d fractional times between frames 1 and %d, read from the file:\n",
+                kSamples, kSamples - 1);
+    return benchPositionsAtTime(path, 4, 1, kSamples - 2, false) && ok;
 }
 
 // ---- Appending through the read-write cache ----
@@ -209,6 +301,10 @@ int main(int argc, char** argv) {
                   << (all == expected ? "ok" : "FAILED") << '\n'
                   << "peak resident after reading without a limit: " << peakResidentKb() << " kB\n";
         ok = ok && all == expected;
+    }
+    if (!benchPositions(path)) {
+        std::cerr << "zelbench: positions at fractional times disagree with the cache\n";
+        ok = false;
     }
     if (!benchAppend(path)) {
         std::cerr << "zelbench: the append benchmark failed\n";
