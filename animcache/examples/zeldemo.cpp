@@ -7,7 +7,7 @@
 //   0 |scene|ripple         a 64 x 64 grid mesh with a travelling ripple: topology and rest pose
 //                           once, positions and normals every frame
 //   1 |scene|pivot          a transform made of channels: translateX (static), translateY and
-//                           rotateZ (animated, in degrees)
+//                           rotateZ (animated, in degrees), with its matrix kept every frame
 //   2 |scene|pivot|hoop     a periodic cubic NURBS curve of 8 distinct points, pulsing
 //   3 |scene|flag           a 5 x 6 open bicubic NURBS surface, waving
 //   4 |scene|pivot|target   a locator with a stored box and an animated "weight" attribute
@@ -39,7 +39,7 @@ const int kFirstFrames = 24, kLastFrame = 36;
 const int kGrid = 64, kHoopPoints = 8, kFlagU = 5, kFlagV = 6;
 const float kPivotX = 2.0f;
 const float kStep = 6.28318531f / 24;  // radians per frame
-// Cubic interpolation blends 4 samples at once, and the blend holds pointers into each of them.
+// A cubic blend holds pointers into 4 samples at once: a lower limit would evict one of them.
 const int kSampleLimit = 4;
 
 // ---- The scene as functions of time: recorded at whole frames, and the truth in between ----
@@ -127,7 +127,8 @@ double targetWeight(float t) {
 
 // ---- Writing ----
 
-// A new leaf chunk tagged `tag` with compound and dimension codes (Zel.h names them).
+// A new leaf chunk tagged `tag` with compound and dimension codes (zelCompoundNames and
+// zelDimensionNames name them).
 template <class T>
 ZelLeafChunk<T>* leaf(uint32 tag, const std::vector<T>& values, uint8 compound = 0,
                       uint8 dimension = 0) {
