@@ -496,6 +496,16 @@ void printNameList(std::ostream& os, int indent, const std::vector<std::string>&
     }
 }
 
+// Appends one attribute's name and type string. A list of types read from a file may be shorter
+// or longer than its names; it is brought to the names' length first (as it would be written), so
+// that the new type string lands at the new attribute's position.
+void appendNameAndType(std::vector<std::string>& names, std::vector<std::string>& types,
+                       const std::string& name, const std::string& type) {
+    types.resize(names.size());
+    names.push_back(name);
+    types.push_back(type);
+}
+
 void removeRange(std::vector<std::string>& v, uint64 first, uint64 last) {
     last = std::min<uint64>(last, v.size());
     if (first < last) {
@@ -630,15 +640,13 @@ int ZelDATRChunk::addAttr(const bool& animated, const std::string& name, const s
         return -1;
     }
     value->setHeader(ZelHeader(makeTag("ATTR"), dataType, 0, compound, dimension));
-    satr_.names_.push_back(name);
-    satr_.types_.push_back(type);
+    appendNameAndType(satr_.names_, satr_.types_, name, type);
     atrs_.addChild(value);
     return getNumAttrs() - 1;
 }
 
 void ZelDATRChunk::addAnimatedAttribute(const std::string& name, const std::string& type) {
-    aatr_.names_.push_back(name);
-    aatr_.types_.push_back(type);
+    appendNameAndType(aatr_.names_, aatr_.types_, name, type);
 }
 
 int ZelDATRChunk::findAttr(const std::string& name) const {
@@ -786,8 +794,7 @@ void ZelDATRChunk::mergeStaticAttributes(const ZelDATRChunk* from) {
             std::cerr << "mergeStaticAttributes NOT Merged, unknown type fof: " << name << '\n';
             continue;
         }
-        satr_.names_.push_back(name);
-        satr_.types_.push_back(from->getAttrType(i));
+        appendNameAndType(satr_.names_, satr_.types_, name, from->getAttrType(i));
         atrs_.addChild(value);
     }
 }

@@ -390,6 +390,11 @@ TEST(ZelDATRChunk, StaticListsOnDiskStayInStep) {
               "WARNING: SATR and ATRS write skipped, counts do not match\n");
     ASSERT_GE(bytes.size(), 36u);
     EXPECT_EQ(std::memcmp(bytes.data() + 16, "AATR", 4), 0);
+    // A type string added after lists of other lengths belongs to the attribute added with it.
+    d.getAATR().types().push_back("unnamed");
+    d.addAnimatedAttribute("w", "tw");
+    d.addAttr(false, "e", "te", 3, 0, 0);
+    EXPECT_EQ(attrs(d), "anim:* w:tw* a:t3 b:3 c:3 e:te- ");
 }
 
 TEST(ZelDOBJChunk, RoundTripsAndPrintsNameAndAttributes) {
