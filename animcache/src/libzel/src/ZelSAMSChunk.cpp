@@ -222,11 +222,12 @@ bool ZelSAMSChunk::appendStart(ZelFile& f, int64 numNew) {
         return false;
     }
     ZelHeader h;
-    if (!f.readHeader(h) || h.tag != kTagSAMS) {
+    if (!f.readHeader(h)) {
         return false;
     }
+    // The section takes the header it finds there, and refuses it unless it opens a section.
     setHeader(h);
-    if (!f.seek(start, SEEK_SET, true)) {
+    if (h.tag != kTagSAMS || !f.seek(start, SEEK_SET, true)) {
         return false;
     }
     if (debugLevel >= 1) {
