@@ -41,6 +41,27 @@ void reportError(const char* utility, int line, const std::string& message) {
               << std::endl;
 }
 
+// Gives `os` back the format (flags, precision, fill) the caller had left it with, however a
+// utility ends: leaf chunks leave their print precision set on the stream they print to.
+class FormatKeeper {
+  public:
+    explicit FormatKeeper(std::ostream& os)
+        : os_(os), flags_(os.flags()), precision_(os.precision()), fill_(os.fill()) {}
+    ~FormatKeeper() {
+        os_.flags(flags_);
+        os_.precision(precision_);
+        os_.fill(fill_);
+    }
+    FormatKeeper(const FormatKeeper&) = delete;
+    FormatKeeper& operator=(const FormatKeeper&) = delete;
+
+  private:
+    std::ostream& os_;
+    std::ios_base::fmtflags flags_;
+    std::streamsize precision_;
+    char fill_;
+};
+
 }  // namespace
 
 // ---------------------------------------------------------------------------------------------
@@ -304,6 +325,12 @@ int zelinfo(const char* filename) {
         reportError("zelinfo", 139, std::string(name) + ": could not open file");
         return -1;
     }
+    // Times and rates read the same whatever the caller did to standard output before: the
+    // stream's default formatting, six significant digits.
+    const FormatKeeper keepFormat(std::cout);
+    std::cout.flags(std::ios_base::dec | std::ios_base::skipws);
+    std::cout.precision(6);
+    std::cout.fill(' ');
     printFileInfo(cache);
     // Every data read looks at the first sample; a static file has none (-1).
     const int sample = cache.getNumSamples() != 0 ? cache.getSampleIndex(cache.getFirstTime()) : -1;
@@ -467,20 +494,6 @@ int zel2txtError(int line, const std::string& message) {
     return -1;
 }
 
-// Leaf chunks leave the precision of the stream they print to at 8 or 16 digits; the caller's
-// standard output gets its own precision back however the dump ends.
-class PrecisionKeeper {
-  public:
-    explicit PrecisionKeeper(std::ostream& os) : os_(os), precision_(os.precision()) {}
-    ~PrecisionKeeper() { os_.precision(precision_); }
-    PrecisionKeeper(const PrecisionKeeper&) = delete;
-    PrecisionKeeper& operator=(const PrecisionKeeper&) = delete;
-
-  private:
-    std::ostream& os_;
-    std::streamsize precision_;
-};
-
 }  // namespace
 
 int zel2txt(const char* filename) {
@@ -492,7 +505,7 @@ int zel2txt(const char* filename) {
     if (!file.open(filename, "r")) {
         return zel2txtError(440, name + ": could not open file");
     }
-    const PrecisionKeeper keepPrecision(std::cout);
+    const FormatKeeper keepFormat(std::cout);
     // Samples and definitions share one object counter: definitions come before the samples in
     // a file, so after the last sample it holds that sample's object count.
     int64 numSamples = 0;

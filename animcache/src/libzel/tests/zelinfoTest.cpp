@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <iomanip>
+#include <iostream>
 #include <string>
 #include <vector>
 
@@ -249,7 +251,11 @@ TEST_F(ZelinfoTest, RateLinesAndTwoDigitAttributeIndices) {
     meta.space = 0;
     std::string path = dir.file("rate24.zel");
     writeBareCache(path, meta);
+    // The caller's formatting of standard output changes nothing and is given back.
+    std::cout << std::fixed << std::setprecision(2);
     Output r = runZelinfo(path);
+    EXPECT_TRUE(std::cout.precision() == 2 && (std::cout.flags() & std::ios::fixed));
+    std::cout << std::defaultfloat << std::setprecision(6);
     EXPECT_EQ(r.result, 0);
     EXPECT_EQ(r.out,
               "ZEL file version 2\n"
