@@ -199,7 +199,9 @@ bool ZelSAMSChunk::writeEndSAMPChunk(ZelFile& f) {
 
 bool ZelSAMSChunk::writeEnd(ZelFile& f) {
     for (uint64 i = 0; i < numChildren(); ++i) {
-        if (!getChild(i)->write(f)) {
+        // An empty slot in the list holds nothing to write, as in any group.
+        const ZelChunk* child = getChild(i);
+        if (child != nullptr && !child->write(f)) {
             f.endGroup();
             return false;
         }

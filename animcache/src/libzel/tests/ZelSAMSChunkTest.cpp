@@ -163,6 +163,7 @@ TEST(ZelSAMSChunkTest, RefusedCallsWriteNothing) {
     EXPECT_FALSE(sams.writeSOBJChunk(s.f, &sobj)) << "a third object of two";
     EXPECT_FALSE(sams.writeStartSOBJChunk(s.f));
     ASSERT_TRUE(sams.writeEndSAMPChunk(s.f));
+    sams.addChild(nullptr);                             // an empty slot writes nothing
     sams.addChild(new ZelGroupChunk(makeTag("XTRA")));  // generic children end the section
     ASSERT_TRUE(sams.writeEnd(s.f) && s.f.close());
     EXPECT_EQ(layout(walkChunks(s.path)),
