@@ -381,7 +381,9 @@ void ZelGroupChunk::removeChild(uint64 i) {
 }
 
 void ZelGroupChunk::removeChildren(uint64 first, uint64 last) {
-    if (first > last) {
+    // An empty range removes nothing, also from a group without generic children, where it would
+    // otherwise cover "every child" and take a derived group's own members with it.
+    if (first >= last) {
         return;
     }
     assert(last <= children_.size());

@@ -445,6 +445,10 @@ TEST(ZelDOBJChunk, RoundTripsAndPrintsNameAndAttributes) {
     EXPECT_TRUE(back.isAttrAnimated(1) && !back.isAttrAnimated(2));
     EXPECT_EQ(back.getAttrName(3) + back.getAttrType(3), "namestring");
     EXPECT_EQ(writtenAll(dir, back), bytes);
+    ZelDOBJChunk bare("bare");
+    bare.addDATR();
+    bare.removeChildren(0, 0);  // an empty range takes nothing, the definition included
+    EXPECT_NE(bare.getDATR(), nullptr);
     obj.reset();
     EXPECT_EQ(printed(obj, 0), "DOBJ group (0) : \n");
     EXPECT_EQ(obj.getLength(), 17);  // the name's header is always counted
