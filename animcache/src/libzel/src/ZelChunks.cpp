@@ -431,7 +431,7 @@ const std::string kNoString;
 // The one check behind every index-taking operation of the attribute definitions.
 void checkAttrIndex(int i, int numAttrs) {
     if (i < 0 || i >= numAttrs) {
-        std::cout << "animcache/src/libzel/src/ZelChunks.cpp:" << __LINE__
+        std::cout << "animcache/src/libzel/src/ZelChunks.cpp:" << std::to_string(__LINE__)
                   << " DATR attribute index out of bounds" << std::endl;
         throw false;
     }

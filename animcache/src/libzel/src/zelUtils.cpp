@@ -37,8 +37,8 @@ constexpr const char* kUtilsSource = "animcache/src/libzel/src/zelUtils.cpp";
 // "<utility> at animcache/src/libzel/src/zelUtils.cpp:<line> Error <message>". `line` is the
 // fixed location code the utility documents for that failure, so scripts can match on it.
 void reportError(const char* utility, int line, const std::string& message) {
-    std::cerr << utility << " at " << kUtilsSource << ':' << line << " Error " << message
-              << std::endl;
+    std::cerr << utility << " at " << kUtilsSource << ':' << std::to_string(line) << " Error "
+              << message << std::endl;
 }
 
 // Gives `os` back the format (flags, precision, fill) the caller had left it with, however a

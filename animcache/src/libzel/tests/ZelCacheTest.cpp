@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 #include <fstream>
+#include <iostream>
 #include <memory>
 #include <regex>
 #include <string>
@@ -157,7 +158,9 @@ void expectLoadFailure(const std::string& path, const std::string& message) {
     SCOPED_TRACE(message);
     Probe c;
     testing::internal::CaptureStdout();
+    std::cout << std::hex;  // the line number is decimal whatever the caller's stream is set to
     EXPECT_FALSE(c.load(path.c_str(), false));
+    std::cout << std::dec;
     const std::string out = testing::internal::GetCapturedStdout();
     std::smatch m;
     ASSERT_TRUE(std::regex_match(

@@ -2,6 +2,7 @@
 
 #include <fstream>
 #include <functional>
+#include <iostream>
 #include <memory>
 #include <regex>
 #include <typeinfo>
@@ -300,12 +301,14 @@ TEST(ZelDATRChunk, NumbersAnimatedAttributesFirstAndChecksEveryIndex) {
     std::vector<std::string> lines;
     for (const auto& call : calls) {
         testing::internal::CaptureStdout();
+        std::cout << std::hex;  // the line number is decimal whatever the stream is set to
         bool thrown = false;
         try {
             call();
         } catch (bool b) {
             thrown = !b;
         }
+        std::cout << std::dec;
         lines.push_back(testing::internal::GetCapturedStdout());
         EXPECT_TRUE(thrown) << lines.size();
     }

@@ -106,7 +106,9 @@ TEST(Zel2txt, BadInputFailsWithItsErrorLine) {
     TempDir dir;
     const std::string path = dir.file("bad.zel");
     writeFileBytes(path, Bytes(40, 'a'));
+    std::cerr << std::hex;  // the location code is decimal whatever the stream is set to
     EXPECT_EQ(dump(path).err, kErrorAt + "437 Error " + path + ": is not a valid ZEL file\n");
+    std::cerr << std::dec;
     const std::string readError = kErrorAt + "468 Error " + path + ": error reading leaf chunk\n";
     damageSmallCache(path, -1, 0, 500);  // cut inside DVAL's payload (486..510)
     Output r = dump(path);
