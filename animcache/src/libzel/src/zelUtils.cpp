@@ -41,19 +41,23 @@ void reportError(const char* utility, int line, const std::string& message) {
               << message << std::endl;
 }
 
-// Gives `os` back the format (flags, precision, fill) the caller had left it with, however a
-// utility ends: leaf chunks leave their print precision set on the stream they print to.
-class FormatKeeper {
+// While it lives, `os` prints in the stream's default format (decimal, six significant digits),
+// whatever the caller had set; then the caller's format (flags, precision, fill) comes back,
+// however a utility ends. Leaf chunks leave their print precision on the stream they print to.
+class DefaultFormat {
   public:
-    explicit FormatKeeper(std::ostream& os)
-        : os_(os), flags_(os.flags()), precision_(os.precision()), fill_(os.fill()) {}
-    ~FormatKeeper() {
+    explicit DefaultFormat(std::ostream& os)
+        : os_(os),
+          flags_(os.flags(std::ios_base::dec | std::ios_base::skipws)),
+          precision_(os.precision(6)),
+          fill_(os.fill(' ')) {}
+    ~DefaultFormat() {
         os_.flags(flags_);
         os_.precision(precision_);
         os_.fill(fill_);
     }
-    FormatKeeper(const FormatKeeper&) = delete;
-    FormatKeeper& operator=(const FormatKeeper&) = delete;
+    DefaultFormat(const DefaultFormat&) = delete;
+    DefaultFormat& operator=(const DefaultFormat&) = delete;
 
   private:
     std::ostream& os_;
@@ -325,12 +329,8 @@ int zelinfo(const char* filename) {
         reportError("zelinfo", 139, std::string(name) + ": could not open file");
         return -1;
     }
-    // Times and rates read the same whatever the caller did to standard output before: the
-    // stream's default formatting, six significant digits.
-    const FormatKeeper keepFormat(std::cout);
-    std::cout.flags(std::ios_base::dec | std::ios_base::skipws);
-    std::cout.precision(6);
-    std::cout.fill(' ');
+    // Times and rates read the same whatever the caller did to standard output before.
+    const DefaultFormat format(std::cout);
     printFileInfo(cache);
     // Every data read looks at the first sample; a static file has none (-1).
     const int sample = cache.getNumSamples() != 0 ? cache.getSampleIndex(cache.getFirstTime()) : -1;
@@ -505,7 +505,7 @@ int zel2txt(const char* filename) {
     if (!file.open(filename, "r")) {
         return zel2txtError(440, name + ": could not open file");
     }
-    const FormatKeeper keepFormat(std::cout);
+    const DefaultFormat format(std::cout);
     // Samples and definitions share one object counter: definitions come before the samples in
     // a file, so after the last sample it holds that sample's object count.
     int64 numSamples = 0;
