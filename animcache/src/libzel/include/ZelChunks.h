@@ -144,7 +144,7 @@ class ZEL_API ZelGroupChunk : public ZelChunk {
     // Deletes the child at `i` (below numChildren()) and closes the gap.
     void removeChild(uint64 i);
     // Deletes the children in [first, last) and closes the gap; removeAllChildren() when the
-    // range covers every child. A range with `first` above `last` removes nothing.
+    // range covers every child. An empty range, or `first` above `last`, removes nothing.
     void removeChildren(uint64 first, uint64 last);
 
   protected:

@@ -81,7 +81,7 @@ void ZelCache::reset() {
 }
 
 void ZelCache::reportLoad(int line, const char* message) {
-    std::cout << kSourcePath << ':' << line << ' ' << message << std::endl;
+    std::cout << kSourcePath << ':' << std::to_string(line) << ' ' << message << std::endl;
 }
 
 void ZelCache::failLoad(int line, const char* message) {

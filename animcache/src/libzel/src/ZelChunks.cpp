@@ -381,7 +381,9 @@ void ZelGroupChunk::removeChild(uint64 i) {
 }
 
 void ZelGroupChunk::removeChildren(uint64 first, uint64 last) {
-    if (first > last) {
+    // An empty range removes nothing, also from a group without generic children, where it would
+    // otherwise cover "every child" and take a derived group's own members with it.
+    if (first >= last) {
         return;
     }
     assert(last <= children_.size());
@@ -429,7 +431,7 @@ const std::string kNoString;
 // The one check behind every index-taking operation of the attribute definitions.
 void checkAttrIndex(int i, int numAttrs) {
     if (i < 0 || i >= numAttrs) {
-        std::cout << "animcache/src/libzel/src/ZelChunks.cpp:" << __LINE__
+        std::cout << "animcache/src/libzel/src/ZelChunks.cpp:" << std::to_string(__LINE__)
                   << " DATR attribute index out of bounds" << std::endl;
         throw false;
     }
@@ -494,6 +496,16 @@ void printNameList(std::ostream& os, int indent, const std::vector<std::string>&
         }
         os << '\n';
     }
+}
+
+// Appends one attribute's name and type string. A list of types read from a file may be shorter
+// or longer than its names; it is brought to the names' length first (as it would be written), so
+// that the new type string lands at the new attribute's position.
+void appendNameAndType(std::vector<std::string>& names, std::vector<std::string>& types,
+                       const std::string& name, const std::string& type) {
+    types.resize(names.size());
+    names.push_back(name);
+    types.push_back(type);
 }
 
 void removeRange(std::vector<std::string>& v, uint64 first, uint64 last) {
@@ -630,15 +642,13 @@ int ZelDATRChunk::addAttr(const bool& animated, const std::string& name, const s
         return -1;
     }
     value->setHeader(ZelHeader(makeTag("ATTR"), dataType, 0, compound, dimension));
-    satr_.names_.push_back(name);
-    satr_.types_.push_back(type);
+    appendNameAndType(satr_.names_, satr_.types_, name, type);
     atrs_.addChild(value);
     return getNumAttrs() - 1;
 }
 
 void ZelDATRChunk::addAnimatedAttribute(const std::string& name, const std::string& type) {
-    aatr_.names_.push_back(name);
-    aatr_.types_.push_back(type);
+    appendNameAndType(aatr_.names_, aatr_.types_, name, type);
 }
 
 int ZelDATRChunk::findAttr(const std::string& name) const {
@@ -786,8 +796,7 @@ void ZelDATRChunk::mergeStaticAttributes(const ZelDATRChunk* from) {
             std::cerr << "mergeStaticAttributes NOT Merged, unknown type fof: " << name << '\n';
             continue;
         }
-        satr_.names_.push_back(name);
-        satr_.types_.push_back(from->getAttrType(i));
+        appendNameAndType(satr_.names_, satr_.types_, name, from->getAttrType(i));
         atrs_.addChild(value);
     }
 }

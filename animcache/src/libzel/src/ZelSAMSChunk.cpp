@@ -199,7 +199,9 @@ bool ZelSAMSChunk::writeEndSAMPChunk(ZelFile& f) {
 
 bool ZelSAMSChunk::writeEnd(ZelFile& f) {
     for (uint64 i = 0; i < numChildren(); ++i) {
-        if (!getChild(i)->write(f)) {
+        // An empty slot in the list holds nothing to write, as in any group.
+        const ZelChunk* child = getChild(i);
+        if (child != nullptr && !child->write(f)) {
             f.endGroup();
             return false;
         }
@@ -222,11 +224,12 @@ bool ZelSAMSChunk::appendStart(ZelFile& f, int64 numNew) {
         return false;
     }
     ZelHeader h;
-    if (!f.readHeader(h) || h.tag != kTagSAMS) {
+    if (!f.readHeader(h)) {
         return false;
     }
+    // The section takes the header it finds there, and refuses it unless it opens a section.
     setHeader(h);
-    if (!f.seek(start, SEEK_SET, true)) {
+    if (h.tag != kTagSAMS || !f.seek(start, SEEK_SET, true)) {
         return false;
     }
     if (debugLevel >= 1) {

@@ -37,9 +37,34 @@ constexpr const char* kUtilsSource = "animcache/src/libzel/src/zelUtils.cpp";
 // "<utility> at animcache/src/libzel/src/zelUtils.cpp:<line> Error <message>". `line` is the
 // fixed location code the utility documents for that failure, so scripts can match on it.
 void reportError(const char* utility, int line, const std::string& message) {
-    std::cerr << utility << " at " << kUtilsSource << ':' << line << " Error " << message
-              << std::endl;
+    std::cerr << utility << " at " << kUtilsSource << ':' << std::to_string(line) << " Error "
+              << message << std::endl;
 }
+
+// While it lives, `os` prints in the stream's default format (decimal, six significant digits),
+// whatever the caller had set; then the caller's format (flags, precision, fill) comes back,
+// however a utility ends. Leaf chunks leave their print precision on the stream they print to.
+class DefaultFormat {
+  public:
+    explicit DefaultFormat(std::ostream& os)
+        : os_(os),
+          flags_(os.flags(std::ios_base::dec | std::ios_base::skipws)),
+          precision_(os.precision(6)),
+          fill_(os.fill(' ')) {}
+    ~DefaultFormat() {
+        os_.flags(flags_);
+        os_.precision(precision_);
+        os_.fill(fill_);
+    }
+    DefaultFormat(const DefaultFormat&) = delete;
+    DefaultFormat& operator=(const DefaultFormat&) = delete;
+
+  private:
+    std::ostream& os_;
+    std::ios_base::fmtflags flags_;
+    std::streamsize precision_;
+    char fill_;
+};
 
 }  // namespace
 
@@ -304,6 +329,8 @@ int zelinfo(const char* filename) {
         reportError("zelinfo", 139, std::string(name) + ": could not open file");
         return -1;
     }
+    // Times and rates read the same whatever the caller did to standard output before.
+    const DefaultFormat format(std::cout);
     printFileInfo(cache);
     // Every data read looks at the first sample; a static file has none (-1).
     const int sample = cache.getNumSamples() != 0 ? cache.getSampleIndex(cache.getFirstTime()) : -1;
@@ -467,20 +494,6 @@ int zel2txtError(int line, const std::string& message) {
     return -1;
 }
 
-// Leaf chunks leave the precision of the stream they print to at 8 or 16 digits; the caller's
-// standard output gets its own precision back however the dump ends.
-class PrecisionKeeper {
-  public:
-    explicit PrecisionKeeper(std::ostream& os) : os_(os), precision_(os.precision()) {}
-    ~PrecisionKeeper() { os_.precision(precision_); }
-    PrecisionKeeper(const PrecisionKeeper&) = delete;
-    PrecisionKeeper& operator=(const PrecisionKeeper&) = delete;
-
-  private:
-    std::ostream& os_;
-    std::streamsize precision_;
-};
-
 }  // namespace
 
 int zel2txt(const char* filename) {
@@ -492,7 +505,7 @@ int zel2txt(const char* filename) {
     if (!file.open(filename, "r")) {
         return zel2txtError(440, name + ": could not open file");
     }
-    const PrecisionKeeper keepPrecision(std::cout);
+    const DefaultFormat format(std::cout);
     // Samples and definitions share one object counter: definitions come before the samples in
     // a file, so after the last sample it holds that sample's object count.
     int64 numSamples = 0;

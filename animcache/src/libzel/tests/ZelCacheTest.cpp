@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 #include <fstream>
+#include <iostream>
 #include <memory>
 #include <regex>
 #include <string>
@@ -24,9 +25,9 @@ constexpr uint32 kPOSI = makeTag("POSI"), kVELO = makeTag("VELO"), kTOPO = makeT
 // What a test file holds. Object 0 has two animated and one static attribute; object 1 has a
 // static "TOPO" in its definition and in every sample; each object's group holds "POSI"
 // {sample, object}, "VELO" {100 sample + object}, "POSI" {sample + 0.5} (and "TOPO").
-struct Spec {
-    Spec(int64 n = 3, float a = 0, float b = 2, float r = 1, F t = {}, std::vector<int> s = {},
-         std::vector<std::string> o = {"obj0", "obj1", "obj2"})
+struct Shape {
+    Shape(int64 n = 3, float a = 0, float b = 2, float r = 1, F t = {}, std::vector<int> s = {},
+          std::vector<std::string> o = {"obj0", "obj1", "obj2"})
         : numSamples(n), first(a), last(b), rate(r), times(t), sections(s), objects(o) {}
     int64 numSamples;
     float first, last, rate;
@@ -44,20 +45,20 @@ struct Layout {
     std::vector<std::vector<int64>> sobj;
 };
 
-Layout writeCache(const std::string& path, const Spec& spec) {
+Layout writeCache(const std::string& path, const Shape& shape) {
     Layout at;
     ZelFile f(path.c_str(), "w");
     ZelDZELChunk().write(f);
     ZelMETAChunk meta;
-    meta.numSamples = spec.numSamples;
-    meta.firstTime = spec.first;
-    meta.lastTime = spec.last;
-    meta.rate = spec.rate;
+    meta.numSamples = shape.numSamples;
+    meta.firstTime = shape.first;
+    meta.lastTime = shape.last;
+    meta.rate = shape.rate;
     meta.application = "app";
     meta.sourceFile = "scene";
     meta.date = 1234;
     meta.space = 0;
-    for (const std::string& name : spec.objects) {
+    for (const std::string& name : shape.objects) {
         ZelDOBJChunk* d = meta.addDOBJ(name.c_str());
         if (meta.getNumObjects() == 1) {
             d->addAttr(true, "a0", "t0", kTypeFloat, 0, 0);
@@ -68,37 +69,37 @@ Layout writeCache(const std::string& path, const Spec& spec) {
         }
     }
     EXPECT_TRUE(meta.write(f));
-    std::vector<int> sections = spec.sections;
-    if (sections.empty() && spec.samples) {
-        sections.push_back(static_cast<int>(spec.numSamples));
+    std::vector<int> sections = shape.sections;
+    if (sections.empty() && shape.samples) {
+        sections.push_back(static_cast<int>(shape.numSamples));
     }
     const uint32 FREE = makeTag("FREE");
     int s = 0;
     for (const int count : sections) {
         at.sams.push_back(f.tell());
         f.startGroup(ZelHeader(makeTag("SAMS"), kTypeGroup, 0));
-        if (!spec.times.empty()) {
-            const size_t end = std::min(spec.times.size(), static_cast<size_t>(s + count));
-            f.writeChunk(makeTag("TIMS"), F(spec.times.begin() + s, spec.times.begin() + end));
-            if (spec.reserve > 0) {
-                f.writeChunk(ZelHeader(FREE, kTypeUndef, spec.reserve * 4), nullptr);
+        if (!shape.times.empty()) {
+            const size_t end = std::min(shape.times.size(), static_cast<size_t>(s + count));
+            f.writeChunk(makeTag("TIMS"), F(shape.times.begin() + s, shape.times.begin() + end));
+            if (shape.reserve > 0) {
+                f.writeChunk(ZelHeader(FREE, kTypeUndef, shape.reserve * 4), nullptr);
             }
         }
         at.jsam.push_back(f.tell());
         std::vector<int64> jumps(static_cast<size_t>(count));
         f.writeChunk(makeTag("JSAM"), jumps);
-        if (spec.reserve > 0) {
-            f.writeChunk(ZelHeader(FREE, kTypeUndef, spec.reserve * 8), nullptr);
+        if (shape.reserve > 0) {
+            f.writeChunk(ZelHeader(FREE, kTypeUndef, shape.reserve * 8), nullptr);
         }
         for (int k = 0; k < count; ++k, ++s) {
             jumps[static_cast<size_t>(k)] = f.tell();
             at.samp.push_back(f.tell());
             f.startGroup(ZelHeader(makeTag("SAMP"), kTypeGroup, 0));
-            if (spec.noteBeforeJOBJ) {
+            if (shape.noteBeforeJOBJ) {
                 f.writeChunk(kNOTE, "note");
             }
             at.jobj.push_back(f.tell());
-            std::vector<int64> offsets(spec.objects.size());
+            std::vector<int64> offsets(shape.objects.size());
             f.writeChunk(makeTag("JOBJ"), offsets);
             for (size_t o = 0; o < offsets.size(); ++o) {
                 offsets[o] = f.tell();
@@ -157,7 +158,9 @@ void expectLoadFailure(const std::string& path, const std::string& message) {
     SCOPED_TRACE(message);
     Probe c;
     testing::internal::CaptureStdout();
+    std::cout << std::hex;  // the line number is decimal whatever the caller's stream is set to
     EXPECT_FALSE(c.load(path.c_str(), false));
+    std::cout << std::dec;
     const std::string out = testing::internal::GetCapturedStdout();
     std::smatch m;
     ASSERT_TRUE(std::regex_match(
@@ -195,7 +198,7 @@ TEST(ZelCacheLoad, ReportsEveryFailureWithItsLineAndLeavesTheCacheEmpty) {
     expectLoadFailure(dir.file("missing.zel"), "error opening file, Not a Zel file");
     ZelTest::writeFileBytes(p, header("DZEL", kTypeInt64, 4) + Bytes(4, 0));
     expectLoadFailure(p, "error reading DZEL chunk");
-    Spec none;
+    Shape none;
     none.samples = false;
     writeCache(p, none);
     const Bytes withMeta = ZelTest::readFileBytes(p);
@@ -232,7 +235,7 @@ TEST(ZelCacheLoad, ReportsEveryFailureWithItsLineAndLeavesTheCacheEmpty) {
     }
     // Files from the writer that disagree with their metadata.
     const struct {
-        Spec spec;
+        Shape shape;
         const char* message;
     } wrong[] = {
         {{3, 0, 2, 0}, "missing TIMS chunk"},
@@ -243,7 +246,7 @@ TEST(ZelCacheLoad, ReportsEveryFailureWithItsLineAndLeavesTheCacheEmpty) {
         {{9, 1, 10, 1}, "number of samples is wrong"},
     };
     for (const auto& w : wrong) {
-        writeCache(p, w.spec);
+        writeCache(p, w.shape);
         expectLoadFailure(p, w.message);
     }
     // A section whose end lies before what was scanned would be read again: refused.
@@ -257,7 +260,7 @@ TEST(ZelCacheLoad, ReportsEveryFailureWithItsLineAndLeavesTheCacheEmpty) {
 TEST(ZelCacheLoad, AcceptsValidLayoutsAndKeepsTheirMetadata) {
     ZelTest::TempDir dir;
     const std::string p = dir.file("c.zel");
-    Spec none{0};
+    Shape none{0};
     none.samples = false;
     writeCache(p, none);
     bool ok = false;
@@ -282,7 +285,7 @@ TEST(ZelCacheLoad, AcceptsValidLayoutsAndKeepsTheirMetadata) {
 
     // Tables over several sections, with reserve and unrelated chunks; the third section is
     // damaged but never visited, because the first two already hold every sample.
-    Spec multi{5, 0, 7, 0, {0, 1, 3, 4, 7, 8}, {2, 3, 1}};
+    Shape multi{5, 0, 7, 0, {0, 1, 3, 4, 7, 8}, {2, 3, 1}};
     multi.reserve = 2;
     multi.noteBeforeJOBJ = true;
     const Layout at = writeCache(p, multi);
@@ -306,7 +309,7 @@ TEST(ZelCacheLoad, AcceptsValidLayoutsAndKeepsTheirMetadata) {
 TEST(ZelCacheLoad, UpdateFlagOpensWritableFilesForUpdate) {
     ZelTest::TempDir dir;
     const std::string p = dir.file("c.zel");
-    writeCache(p, Spec());
+    writeCache(p, Shape());
     // A header-only chunk appended at the end: possible only on a stream open for update.
     const int64 end = static_cast<int64>(ZelTest::readFileBytes(p).size());
     const ZelHeader freeChunk;
@@ -406,7 +409,7 @@ TEST(ZelCacheObjects, NamesMatchInFullOrByShortNameFromStart) {
 TEST(ZelCacheObjects, AttributesAndChunkQueries) {
     ZelTest::TempDir dir;
     const std::string p = dir.file("c.zel");
-    writeCache(p, Spec());
+    writeCache(p, Shape());
     Probe c;
     ASSERT_TRUE(c.load(p.c_str()));
     EXPECT_EQ(c.getObjDef(1)->getName(), "obj1");
@@ -434,7 +437,7 @@ TEST(ZelCacheObjects, AttributesAndChunkQueries) {
 TEST(ZelCacheReads, SeeksStraightToObjectsAndChannelsReadingEachObjectTableOnce) {
     ZelTest::TempDir dir;
     const std::string p = dir.file("c.zel");
-    const Layout at = writeCache(p, Spec());
+    const Layout at = writeCache(p, Shape());
     Probe c;
     ASSERT_TRUE(c.load(p.c_str()));
     ZelHeader h;
@@ -472,8 +475,8 @@ TEST(ZelCacheReads, SeeksStraightToObjectsAndChannelsReadingEachObjectTableOnce)
 TEST(ZelCacheReads, DamagedSamplesFailCleanly) {
     ZelTest::TempDir dir;
     const std::string p = dir.file("c.zel");
-    const Spec spec{5, 0, 4, 1, {}, {}, {"o0", "o1"}};
-    const Layout at = writeCache(p, spec);
+    const Shape shape{5, 0, 4, 1, {}, {}, {"o0", "o1"}};
+    const Layout at = writeCache(p, shape);
     const int64 huge = int64(1) << 40;
     const struct {
         int64 offset, value;
@@ -493,7 +496,7 @@ TEST(ZelCacheReads, DamagedSamplesFailCleanly) {
     };
     for (const auto& d : damages) {
         SCOPED_TRACE(d.offset);
-        writeCache(p, spec);
+        writeCache(p, shape);
         d.offset == at.jobj[3] ? patch(p, d.offset, uint32(d.value)) : patch(p, d.offset, d.value);
         Probe c;
         ASSERT_TRUE(c.load(p.c_str()));

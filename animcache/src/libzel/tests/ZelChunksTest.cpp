@@ -2,6 +2,7 @@
 
 #include <fstream>
 #include <functional>
+#include <iostream>
 #include <memory>
 #include <regex>
 #include <typeinfo>
@@ -300,12 +301,14 @@ TEST(ZelDATRChunk, NumbersAnimatedAttributesFirstAndChecksEveryIndex) {
     std::vector<std::string> lines;
     for (const auto& call : calls) {
         testing::internal::CaptureStdout();
+        std::cout << std::hex;  // the line number is decimal whatever the stream is set to
         bool thrown = false;
         try {
             call();
         } catch (bool b) {
             thrown = !b;
         }
+        std::cout << std::dec;
         lines.push_back(testing::internal::GetCapturedStdout());
         EXPECT_TRUE(thrown) << lines.size();
     }
@@ -390,6 +393,11 @@ TEST(ZelDATRChunk, StaticListsOnDiskStayInStep) {
               "WARNING: SATR and ATRS write skipped, counts do not match\n");
     ASSERT_GE(bytes.size(), 36u);
     EXPECT_EQ(std::memcmp(bytes.data() + 16, "AATR", 4), 0);
+    // A type string added after lists of other lengths belongs to the attribute added with it.
+    d.getAATR().types().push_back("unnamed");
+    d.addAnimatedAttribute("w", "tw");
+    d.addAttr(false, "e", "te", 3, 0, 0);
+    EXPECT_EQ(attrs(d), "anim:* w:tw* a:t3 b:3 c:3 e:te- ");
 }
 
 TEST(ZelDOBJChunk, RoundTripsAndPrintsNameAndAttributes) {
@@ -440,6 +448,10 @@ TEST(ZelDOBJChunk, RoundTripsAndPrintsNameAndAttributes) {
     EXPECT_TRUE(back.isAttrAnimated(1) && !back.isAttrAnimated(2));
     EXPECT_EQ(back.getAttrName(3) + back.getAttrType(3), "namestring");
     EXPECT_EQ(writtenAll(dir, back), bytes);
+    ZelDOBJChunk bare("bare");
+    bare.addDATR();
+    bare.removeChildren(0, 0);  // an empty range takes nothing, the definition included
+    EXPECT_NE(bare.getDATR(), nullptr);
     obj.reset();
     EXPECT_EQ(printed(obj, 0), "DOBJ group (0) : \n");
     EXPECT_EQ(obj.getLength(), 17);  // the name's header is always counted

@@ -113,7 +113,9 @@ TEST(ZelSAMSChunkTest, AppendTakesSamplesFromTheReserveAndRefusesMoreThanItHolds
     // with its placeholder length (bytes 32 to 39), and nothing else is written.
     std::vector<unsigned char> expected = ZelTest::readFileBytes(s.path);
     ASSERT_TRUE(s.f.open(s.path.c_str(), "r+"));
-    EXPECT_FALSE(ZelSAMSChunk().appendStart(s.f, 1)) << "DZEL is no section";
+    ZelSAMSChunk other;
+    EXPECT_FALSE(other.appendStart(s.f, 1)) << "DZEL is no section";
+    EXPECT_EQ(other.getHeader().tagStr(), "DZEL");  // the header found there is kept
     ASSERT_TRUE(s.f.seek(24, SEEK_SET, true));
     EXPECT_FALSE(ZelSAMSChunk().appendStart(s.f, 4));
     ASSERT_TRUE(s.f.close());
@@ -161,6 +163,7 @@ TEST(ZelSAMSChunkTest, RefusedCallsWriteNothing) {
     EXPECT_FALSE(sams.writeSOBJChunk(s.f, &sobj)) << "a third object of two";
     EXPECT_FALSE(sams.writeStartSOBJChunk(s.f));
     ASSERT_TRUE(sams.writeEndSAMPChunk(s.f));
+    sams.addChild(nullptr);                             // an empty slot writes nothing
     sams.addChild(new ZelGroupChunk(makeTag("XTRA")));  // generic children end the section
     ASSERT_TRUE(sams.writeEnd(s.f) && s.f.close());
     EXPECT_EQ(layout(walkChunks(s.path)),

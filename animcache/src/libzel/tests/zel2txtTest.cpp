@@ -73,9 +73,12 @@ TEST(Zel2txt, DumpsEveryChunkByDepthWithSharedObjectCounters) {
     const std::string path = dir.file("small.zel");
     ASSERT_TRUE(writeSmallCache(path));
     ASSERT_EQ(readFileBytes(path).size(), 819u);
+    // The dump is decimal in the default format whatever the caller set, and gives that back.
     const std::streamsize precision = std::cout.precision(3);
+    std::cout << std::hex;
     Output r = dump(path);
-    EXPECT_EQ(std::cout.precision(precision), 3);  // the caller's precision is kept
+    EXPECT_TRUE(std::cout.precision(precision) == 3 && (std::cout.flags() & std::ios::hex));
+    std::cout << std::dec;
     EXPECT_EQ(r.result, 0);
     EXPECT_EQ(r.out, kSmallCacheDump);
     EXPECT_EQ(r.err, "");
@@ -106,7 +109,9 @@ TEST(Zel2txt, BadInputFailsWithItsErrorLine) {
     TempDir dir;
     const std::string path = dir.file("bad.zel");
     writeFileBytes(path, Bytes(40, 'a'));
+    std::cerr << std::hex;  // the location code is decimal whatever the stream is set to
     EXPECT_EQ(dump(path).err, kErrorAt + "437 Error " + path + ": is not a valid ZEL file\n");
+    std::cerr << std::dec;
     const std::string readError = kErrorAt + "468 Error " + path + ": error reading leaf chunk\n";
     damageSmallCache(path, -1, 0, 500);  // cut inside DVAL's payload (486..510)
     Output r = dump(path);
