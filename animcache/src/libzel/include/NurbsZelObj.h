@@ -43,8 +43,9 @@ class ZEL_API NurbsCurveZelObj : public GeometryZelObj {
     bool getControlPoints(int sampleIndex, std::vector<double>& points,
                           AnimationState& state) const;
     // The control points at any time, blended with the order of `hints` (1 linear, 2 quadratic,
-    // 3 Catmull-Rom; weights included) in single precision. On a sample, outside the samples or
-    // for order 0 they are those of the chosen sample. False, `points` untouched, when a read
+    // 3 Catmull-Rom; weights included): t and the blend weights in single precision, products
+    // and sums in T. On a sample, outside the samples or for order 0 they are those of the
+    // chosen sample. False, `points` untouched, when a read
     // fails, and for an order above 3.
     bool getControlPointsAtTime(float time, ZelInterpolationHints& hints,
                                 std::vector<float>& points, AnimationState& state) const;

@@ -95,15 +95,16 @@ bool expandControlPoints(const std::vector<float>& stored, int64 nu, int64 nv, i
 }
 
 // Blends the control points that `read(sample, points, state)` gives for the samples of the run
-// with the value kernels, in single precision, into `points`. `order` is 1, 2 or 3. False, outputs
-// untouched, when a read fails or a later sample has fewer values than the first. With
-// `traceLinear` and order 1, one line per value shows the result and both inputs.
+// with the value kernels into `points`: weights in single precision, products and sums in T.
+// `order` is 1, 2 or 3. False, outputs untouched, when a read fails or a later sample has fewer
+// values than the first. With `traceLinear` and order 1, one line per value shows the result and
+// both inputs.
 template <class T, class Read>
 bool blendControlPoints(int order, float t, const std::vector<int>& samples, const Read& read,
                         bool traceLinear, std::vector<T>& points,
                         ZelHelperObj::AnimationState& state) {
-    std::vector<float> cps[4];
-    const std::vector<float>* arrays[4] = {&cps[0], &cps[1], &cps[2], &cps[3]};
+    std::vector<T> cps[4];
+    const std::vector<T>* arrays[4] = {&cps[0], &cps[1], &cps[2], &cps[3]};
     ZelHelperObj::AnimationState origin = ZelHelperObj::kStatic;
     for (int i = 0; i <= order; ++i) {
         if (!read(samples[i], cps[i], origin)) {
@@ -114,7 +115,7 @@ bool blendControlPoints(int order, float t, const std::vector<int>& samples, con
             return false;
         }
     }
-    blendSamples<float, T>(order, t, arrays, points);
+    blendSamples<T, T, float>(order, t, arrays, points);
     state = origin;
     if (traceLinear && order == 1) {
         for (std::size_t i = 0; i < points.size(); ++i) {
@@ -251,7 +252,7 @@ bool NurbsCurveZelObj::controlPointsAtTime(float time, ZelInterpolationHints& hi
         return false;
     }
     const float t = blendParameter(order, time, times);
-    const auto read = [this](int sample, std::vector<float>& cps, AnimationState& origin) {
+    const auto read = [this](int sample, std::vector<T>& cps, AnimationState& origin) {
         return controlPointsAt(sample, cps, origin);
     };
     return blendControlPoints(order, t, samples, read, false, points, state);
@@ -445,8 +446,7 @@ bool NurbsSurfaceZelObj::controlPointsAtTime(float time, ZelInterpolationHints& 
         return controlPointsAt(samples[0], points, state, uFastest);
     }
     const float t = blendParameter(order, time, times);
-    const auto read = [this, uFastest](int sample, std::vector<float>& cps,
-                                       AnimationState& origin) {
+    const auto read = [this, uFastest](int sample, std::vector<T>& cps, AnimationState& origin) {
         return controlPointsAt(sample, cps, origin, uFastest);
     };
     return blendControlPoints(order, t, samples, read, debugLevel >= 2, points, state);

@@ -146,6 +146,19 @@ TEST(NurbsZelObj, ControlPointsAtTimeBlendEveryValueWeightsIncluded) {
         ASSERT_TRUE(s->getControlPointsAtTime(1.5f, hints, d, state)) << order;
         EXPECT_EQ(Floats(d.begin(), d.end()), values(6, offsets[order], true)) << order;
     }
+    // The double version weighs in single precision but sums in double: at t = 0.1 that differs
+    // from the float sums widened.
+    hints.order = 1;
+    ASSERT_TRUE(c->getControlPointsAtTime(1.1f, hints, d, state));
+    const float t = (1.1f - 1.0f) / (2.0f - 1.0f);
+    bool differs = false;
+    for (int p = 0; p < 9; ++p) {
+        const float p0 = float(p) + 1;
+        const float p1 = float(p) + 8;
+        EXPECT_EQ(d[p + p / 3], double(1.0f - t) * p0 + double(t) * p1) << p;
+        differs = differs || d[p + p / 3] != double((1.0f - t) * p0 + t * p1);
+    }
+    EXPECT_TRUE(differs);
     // Order 4: the curve fails, output untouched; the surface takes sample 1, the run's first.
     hints.order = 4;
     f = {7};
