@@ -114,12 +114,13 @@ class ZEL_API NurbsSurfaceZelObj : public GeometryZelObj {
     bool getPrefControlPoints(std::vector<float>& points, bool uFastest = false) const;
     bool getPrefControlPoints(std::vector<double>& points, bool uFastest = false) const;
 
-    // Per-control-point attribute values at the sample: read as T, else as its companion type
-    // (int64 for int, double for float, float for double, int for int64) and converted. Without
-    // `uFastest` in stored order; with it, when the values hold nu x nv elements of `dimension`
-    // components (a code-0 attribute counts one a value), transposed to u fastest, otherwise in
-    // stored order. False, `values` untouched, when the attribute can't be read or, under
-    // `uFastest`, without degrees or knots.
+    // Per-control-point attribute values at the sample: read as T, else (a second read, so the
+    // cache reports missing data twice) as its companion type (int64 for int, double for float,
+    // float for double, int for int64) and converted; strings, one a string, have no companion.
+    // Without `uFastest` in stored order; with it, when the values hold nu x nv elements of
+    // `dimension` components (a code-0 attribute counts one a value), transposed to u fastest,
+    // otherwise in stored order. False, `values` untouched, when the attribute can't be read or,
+    // under `uFastest`, without degrees or knots.
     bool getAttr(int sampleIndex, int attrIndex, std::vector<int>& values, int& dimension,
                  bool uFastest = false) const;
     bool getAttr(int sampleIndex, int attrIndex, std::vector<float>& values, int& dimension,

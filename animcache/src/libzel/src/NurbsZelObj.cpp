@@ -521,18 +521,12 @@ bool NurbsSurfaceZelObj::getPrefControlPoints(std::vector<double>& points, bool 
 template <class T, class Companion>
 bool NurbsSurfaceZelObj::attrPerControlPoint(int sampleIndex, int attrIndex, std::vector<T>& values,
                                              int& dimension, bool uFastest) const {
-    // One fetch serves both type attempts, so a missing value is reported once.
-    const ZelChunk* chunk = getAttrDataChunk(sampleIndex, attrIndex);
-    if (chunk == nullptr) {
-        return false;
-    }
-    dimension = getDimension(chunk);
     const std::vector<T>* data = nullptr;
-    if (getZelLeafData(chunk, data)) {
+    if (getAttrData(sampleIndex, attrIndex, data, dimension)) {
         return reorderPerControlPoint(sampleIndex, *data, dimension, uFastest, values);
     }
     const std::vector<Companion>* companion = nullptr;
-    if (getZelLeafData(chunk, companion)) {
+    if (getAttrData(sampleIndex, attrIndex, companion, dimension)) {
         return reorderPerControlPoint(sampleIndex, *companion, dimension, uFastest, values);
     }
     return false;
@@ -560,10 +554,10 @@ bool NurbsSurfaceZelObj::getAttr(int sampleIndex, int attrIndex, std::vector<int
 
 bool NurbsSurfaceZelObj::getAttr(int sampleIndex, int attrIndex, std::vector<std::string>& values,
                                  bool uFastest) const {
-    // Strings have no companion type; the second attempt is the same as the first.
-    int dimension = 0;
-    return attrPerControlPoint<std::string, std::string>(sampleIndex, attrIndex, values, dimension,
-                                                         uFastest);
+    // Strings have no companion type; each string is one element.
+    const std::vector<std::string>* data = nullptr;
+    return getAttrData(sampleIndex, attrIndex, data) &&
+           reorderPerControlPoint(sampleIndex, *data, 1, uFastest, values);
 }
 
 }  // namespace Zel

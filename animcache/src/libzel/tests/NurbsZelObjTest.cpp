@@ -221,6 +221,8 @@ TEST(NurbsSurfaceZelObj, PerControlPointAttributesAndRestPose) {
     TempDir dir;
     CacheBuilder b(2, 0, 1);
     const int s = addNurbs(b, {1, 1}, {"kOpen", "kOpen"}, {0, 1}, {0, 1, 2});  // 2 x 3
+    const int late = b.addAnimatedAttr(s, "late");  // no value in sample 1
+    b.addAnimatedValue<double>(0, s, {1});
     // Element e: (e, 10e) as double, e as int64, a letter, or 5 floats (not one per point).
     std::vector<double> pairs;
     std::vector<int64> ids;
@@ -267,6 +269,12 @@ TEST(NurbsSurfaceZelObj, PerControlPointAttributesAndRestPose) {
     EXPECT_EQ(sv.size(), 6u);
     ASSERT_TRUE(obj->getAttr(0, aOdd, f, dim, true));
     EXPECT_EQ(f, (Floats{0, 1, 2, 3, 4}));
+    // Missing data: the value and the companion reads both report it; strings read once.
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(obj->getAttr(1, late, f, dim));
+    EXPECT_FALSE(obj->getAttr(1, late, sv));
+    const std::string missing = "ATRS GROUP chunk missing for object at 0\n";
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), missing + missing + missing);
 
     // The rest pose keeps its own 3 components, no weight, reordered like an attribute.
     ASSERT_TRUE(obj->getPrefControlPoints(d, true));
