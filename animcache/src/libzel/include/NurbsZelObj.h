@@ -37,8 +37,8 @@ class ZEL_API NurbsCurveZelObj : public GeometryZelObj {
                   bool padEnds = false) const;
     // The n control points as x, y, z, 1 (4n values), periodic points repeated; `state` tells
     // where "POSI" came from. False, outputs untouched, without degree, form or knots, when
-    // "POSI" does not hold floats (also for a double output) or holds too few points, or when a
-    // periodic curve stores fewer points than its degree.
+    // "POSI" does not hold floats (also for a double output), holds too few points or, for a
+    // periodic curve, none (with fewer stored points than its degree they repeat in turn).
     bool getControlPoints(int sampleIndex, std::vector<float>& points, AnimationState& state) const;
     bool getControlPoints(int sampleIndex, std::vector<double>& points,
                           AnimationState& state) const;

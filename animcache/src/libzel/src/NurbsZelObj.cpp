@@ -1,6 +1,5 @@
 #include "NurbsZelObj.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <iostream>
 
@@ -63,15 +62,9 @@ bool expandControlPoints(const std::vector<float>& stored, int64 nu, int64 nv, i
     }
     const int64 mu = nu - periodicU;
     const int64 mv = nv - periodicV;
-    if (nu > 0 && nv > 0) {
-        // A periodic direction repeats its first d points, so it must store at least d of them;
-        // this also keeps the output within a small multiple of the stored points.
-        if (mu < std::max<int64>(periodicU, 1) || mv < std::max<int64>(periodicV, 1)) {
-            return false;
-        }
-        if (static_cast<int64>(stored.size() / 3) / mu < mv) {
-            return false;
-        }
+    // The wrap needs at least one distinct point a direction, and the file must hold them all.
+    if (nu > 0 && nv > 0 && (mu < 1 || mv < 1 || static_cast<int64>(stored.size() / 3) / mu < mv)) {
+        return false;
     }
     const int64 total = nu * nv;
     out.resize(static_cast<std::size_t>(4 * total));
@@ -416,6 +409,13 @@ bool NurbsSurfaceZelObj::controlPointsAt(int sampleIndex, std::vector<T>& points
     const int64 nv = static_cast<int64>(kv) - degreeV + 1;
     const int64 periodicU = formU == periodicForm ? degreeU : 0;
     const int64 periodicV = formV == periodicForm ? degreeV : 0;
+    // A periodic direction repeats its first d points, so it is taken to store at least d of
+    // them: otherwise two large degrees would square a handful of stored points into an output
+    // far larger than the file.
+    if ((periodicU > 0 && nu - periodicU < periodicU) ||
+        (periodicV > 0 && nv - periodicV < periodicV)) {
+        return false;
+    }
     if (!expandControlPoints(*stored, nu, nv, periodicU, periodicV, uFastest, points)) {
         return false;
     }

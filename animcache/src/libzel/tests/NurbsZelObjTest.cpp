@@ -97,10 +97,12 @@ TEST(NurbsCurveZelObj, KnotsAndPeriodicControlPoints) {
     Floats untouched{7};
     EXPECT_FALSE(c->getControlPoints(0, untouched, state));
     EXPECT_FALSE(c->getControlPoints(0, points, state));
-    c = build<NurbsCurveZelObj>(factory, shortPeriod);
-    EXPECT_FALSE(c->getControlPoints(0, untouched, state));
     EXPECT_EQ(untouched, Floats{7});
     EXPECT_EQ(points.size(), 36u);
+    // 4 control points from 1 stored: the wrap repeats it.
+    c = build<NurbsCurveZelObj>(factory, shortPeriod);
+    ASSERT_TRUE(c->getControlPoints(0, points, state));
+    EXPECT_EQ(points, (std::vector<double>{0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 1}));
 }
 
 TEST(NurbsZelObj, ControlPointsAtTimeBlendEveryValueWeightsIncluded) {
@@ -184,6 +186,10 @@ TEST(NurbsSurfaceZelObj, ControlPointsInEitherOrderWithPeriodicWrap) {
     const int periodic =
         addNurbs(b, {2, 1}, {"kPeriodic", "kPeriodic"}, {0, 1, 2, 3, 4, 5}, {0, 1, 2});
     b.addStatic<float>(periodic, "POSI", grid(3, 2), 3);
+    // Periodic in u with fewer stored rows (1) than its degree (3): refused.
+    const int shortPeriod =
+        addNurbs(b, {3, 1}, {"kPeriodic", "kOpen"}, {0, 1, 2, 3, 4, 5}, {0, 1, 2});
+    b.addStatic<float>(shortPeriod, "POSI", grid(1, 3), 3);
     ZelRoMemCache cache;
     ASSERT_TRUE(b.writeAndLoad(dir.file("c.zel"), cache));
     ZelHelperObjFactory factory(&cache);
@@ -215,6 +221,8 @@ TEST(NurbsSurfaceZelObj, ControlPointsInEitherOrderWithPeriodicWrap) {
     }
     ASSERT_TRUE(s->getControlPoints(0, uFastest, state, true));
     EXPECT_EQ(at(uFastest, 13), point(0, 0));  // (3, 2) wraps to (0, 0)
+    EXPECT_FALSE(
+        build<NurbsSurfaceZelObj>(factory, shortPeriod)->getControlPoints(0, uFastest, state));
 }
 
 TEST(NurbsSurfaceZelObj, PerControlPointAttributesAndRestPose) {
