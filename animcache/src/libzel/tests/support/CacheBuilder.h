@@ -1,5 +1,5 @@
-// Writes small cache files for the tests: metadata with object definitions, then a samples
-// section whose "SAMP" and "SOBJ" groups and jump tables are laid out by hand.
+// Describes a small cache for the helper-object tests (object definitions, per-sample object
+// groups, user attributes) and writes it through writeCacheFile.
 #ifndef ZEL_TEST_CACHE_BUILDER_H
 #define ZEL_TEST_CACHE_BUILDER_H
 
@@ -29,18 +29,16 @@ class CacheBuilder {
 
     // A leaf tagged `tag` in the object's definition, or in its group of `sample`.
     template <class T>
-    Zel::ZelLeafChunk<T>* addStatic(int object, const char (&tag)[5], const std::vector<T>& values,
-                                    Zel::uint8 dimension = 0) {
-        auto* leaf = new Zel::ZelLeafChunk<T>(Zel::makeTag(tag), 0, dimension, values);
-        definition(object).addChild(leaf);
-        return leaf;
+    void addStatic(int object, const char (&tag)[5], const std::vector<T>& values,
+                   Zel::uint8 dimension = 0) {
+        definition(object).addChild(
+            new Zel::ZelLeafChunk<T>(Zel::makeTag(tag), 0, dimension, values));
     }
     template <class T>
-    Zel::ZelLeafChunk<T>* addSampled(int sample, int object, const char (&tag)[5],
-                                     const std::vector<T>& values, Zel::uint8 dimension = 0) {
-        auto* leaf = new Zel::ZelLeafChunk<T>(Zel::makeTag(tag), 0, dimension, values);
-        sampleGroup(sample, object).addChild(leaf);
-        return leaf;
+    void addSampled(int sample, int object, const char (&tag)[5], const std::vector<T>& values,
+                    Zel::uint8 dimension = 0) {
+        sampleGroup(sample, object)
+            .addChild(new Zel::ZelLeafChunk<T>(Zel::makeTag(tag), 0, dimension, values));
     }
 
     // A static user attribute holding `values`; its attribute index at the time of the call
@@ -50,8 +48,7 @@ class CacheBuilder {
                       Zel::uint8 dimension = 0) {
         Zel::ZelDATRChunk* datr = definition(object).addDATR();
         const int index = datr->addAttr(false, name, "t", Zel::ZelTypeCode<T>::value, 0, dimension);
-        auto* leaf = dynamic_cast<Zel::ZelLeafChunk<T>*>(datr->getStaticData(index));
-        leaf->values() = values;
+        dynamic_cast<Zel::ZelLeafChunk<T>*>(datr->getStaticData(index))->values() = values;
         return index;
     }
     // Declares an animated user attribute; its animated data index.
@@ -64,8 +61,6 @@ class CacheBuilder {
             .addChild(new Zel::ZelLeafChunk<T>(Zel::makeTag("ATTR"), 0, dimension, values));
     }
 
-    // Writes the file; false when any write fails.
-    bool write(const std::string& path);
     // Writes the file and loads it into `cache`; false when either fails.
     bool writeAndLoad(const std::string& path, Zel::ZelRoMemCache& cache);
 

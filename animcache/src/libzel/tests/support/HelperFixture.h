@@ -1,4 +1,5 @@
-// Owning handles for helper objects in tests: freed with destroy(), as callers are told to.
+// Helper objects in tests: a described cache written to a temporary directory and loaded, and
+// owning handles that free what the factory built with destroy(), as callers are told to.
 #ifndef ZEL_TEST_HELPER_FIXTURE_H
 #define ZEL_TEST_HELPER_FIXTURE_H
 
@@ -6,6 +7,9 @@
 
 #include "ZelHelperObj.h"
 #include "ZelHelperObjFactory.h"
+#include "ZelRoMemCache.h"
+#include "support/CacheBuilder.h"
+#include "support/TempDir.h"
 
 namespace ZelTest {
 
@@ -26,6 +30,20 @@ HelperPtr<T> build(const Zel::ZelHelperObjFactory& factory, int object) {
     }
     return HelperPtr<T>(typed);
 }
+
+// The cache that `b` describes, written and loaded; `loaded` tells whether both worked.
+struct LoadedCache {
+    TempDir dir;
+    Zel::ZelRoMemCache cache;
+    Zel::ZelHelperObjFactory factory{&cache};
+    bool loaded;
+
+    explicit LoadedCache(CacheBuilder& b) : loaded(b.writeAndLoad(dir.file("c.zel"), cache)) {}
+    template <class T>
+    HelperPtr<T> get(int object) const {
+        return build<T>(factory, object);
+    }
+};
 
 }  // namespace ZelTest
 
