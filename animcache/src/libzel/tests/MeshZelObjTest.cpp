@@ -80,52 +80,36 @@ TEST(MeshZelObj, TopologyNormalsAndVelocities) {
     }
 
     // Real lists at sample 1: pointers only in the stored type, copies in either.
-    const struct {
-        DataFn<float> floatData;
-        DataFn<double> doubleData;
-        CopyFn<float> floatCopy;
-        CopyFn<double> doubleCopy;
-        bool stored;  // as double
-        Doubles values;
-    } reals[] = {
-        {&M::getNormalData, &M::getNormalData, &M::getNormals, &M::getNormals, true, {0, 0, 2}},
-        {&M::getFaceNormalData,
-         &M::getFaceNormalData,
-         &M::getFaceNormals,
-         &M::getFaceNormals,
-         false,
-         {0, 1, 0}},
-        {&M::getVelocityData,
-         &M::getVelocityData,
-         &M::getVelocity,
-         &M::getVelocity,
-         false,
-         {0.5, 0, 0}},
-    };
-    for (const auto& r : reals) {
+    auto reals = [&m](DataFn<float> floatData, DataFn<double> doubleData, CopyFn<float> floatCopy,
+                      CopyFn<double> doubleCopy, bool stored, const Doubles& values) {
         const Floats* fp = nullptr;
         const Doubles* dp = nullptr;
         State fs = kAnimated;
         State ds = kAnimated;
-        EXPECT_EQ(((*m).*r.floatData)(1, fp, fs), !r.stored);
-        EXPECT_EQ(((*m).*r.doubleData)(1, dp, ds), r.stored);
-        EXPECT_EQ(fs, r.stored ? kStatic : kAnimated);
-        EXPECT_EQ(ds, r.stored ? kAnimated : kStatic);
-        ASSERT_EQ(fp == nullptr, r.stored);
-        ASSERT_EQ(dp == nullptr, !r.stored);
-        EXPECT_EQ(r.stored ? *dp : Doubles(fp->begin(), fp->end()), r.values);
+        EXPECT_EQ(((*m).*floatData)(1, fp, fs), !stored);
+        EXPECT_EQ(((*m).*doubleData)(1, dp, ds), stored);
+        EXPECT_EQ(fs, stored ? kStatic : kAnimated);
+        EXPECT_EQ(ds, stored ? kAnimated : kStatic);
+        ASSERT_EQ(fp == nullptr, stored);
+        ASSERT_EQ(dp == nullptr, !stored);
+        EXPECT_EQ(stored ? *dp : Doubles(fp->begin(), fp->end()), values);
         Floats f;
         Doubles d;
         State state = kStatic;
-        ASSERT_TRUE(((*m).*r.floatCopy)(1, f, state) && ((*m).*r.doubleCopy)(1, d, state));
-        EXPECT_EQ(d, r.values);
-        EXPECT_EQ(Doubles(f.begin(), f.end()), r.values);
+        ASSERT_TRUE(((*m).*floatCopy)(1, f, state) && ((*m).*doubleCopy)(1, d, state));
+        EXPECT_EQ(d, values);
+        EXPECT_EQ(Doubles(f.begin(), f.end()), values);
         EXPECT_EQ(state, kAnimated);
         // Nothing at sample 4: output and state stay as they were.
-        EXPECT_FALSE(((*m).*r.doubleCopy)(4, d, state));
-        EXPECT_EQ(d, r.values);
+        EXPECT_FALSE(((*m).*doubleCopy)(4, d, state));
+        EXPECT_EQ(d, values);
         EXPECT_EQ(state, kAnimated);
-    }
+    };
+    reals(&M::getNormalData, &M::getNormalData, &M::getNormals, &M::getNormals, true, {0, 0, 2});
+    reals(&M::getFaceNormalData, &M::getFaceNormalData, &M::getFaceNormals, &M::getFaceNormals,
+          false, {0, 1, 0});
+    reals(&M::getVelocityData, &M::getVelocityData, &M::getVelocity, &M::getVelocity, false,
+          {0.5, 0, 0});
 }
 
 TEST(MeshZelObj, RestPoseCopyTriesDoubleThenFloat) {
