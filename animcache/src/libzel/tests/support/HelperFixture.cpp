@@ -1,4 +1,4 @@
-#include "support/CacheBuilder.h"
+#include "support/HelperFixture.h"
 
 #include "support/CacheFile.h"
 
@@ -24,10 +24,6 @@ CacheBuilder::CacheBuilder(const std::vector<float>& times) : times_(times), gro
 int CacheBuilder::addObject(const std::string& name) {
     meta_.addDOBJ(name.c_str());
     return static_cast<int>(meta_.getNumObjects() - 1);
-}
-
-ZelDOBJChunk& CacheBuilder::definition(int object) {
-    return *meta_.getDOBJ(object);
 }
 
 ZelGroupChunk& CacheBuilder::sampleGroup(int sample, int object) {
