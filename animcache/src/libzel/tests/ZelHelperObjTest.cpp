@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -40,63 +41,70 @@ int addPowers(CacheBuilder& b, int n) {
     return o;
 }
 
-}  // namespace
-
-TEST(ZelHelperObj, NamesAndAttributeDefinitions) {
+// Object 0, "|root|grp|shape", has animated attributes "d" (double pairs (0.5 + s, 1.5),
+// dimension 2) and "big" (int64), static ones "names" (strings) and "ints" (4, 5, 6, dimension
+// 3), and chunks "BOTH" (definition and sample 0), "STAT" (double, dimension code 9), "ANIM"
+// (int32, code 5) and a group "GRUP" holding "DEEP" in sample 0. Object 1, "plain", has nothing;
+// object 2 is named "grp|".
+enum { kShape, kPlain, kSlash, kD = 0, kBig = 1, kNames = 2, kInts = 3 };
+std::unique_ptr<LoadedCache> loadObjects() {
     CacheBuilder b(2, 0, 1);
-    const int shape = b.addObject("|root|grp|shape");
-    b.addAnimatedAttr(shape, "anim0");
-    b.addAnimatedAttr(shape, "anim1");
-    b.addStaticAttr<int>(shape, "still", {7});
-    const int plain = b.addObject("plain");
-    const int slash = b.addObject("grp|");
-    LoadedCache c(b);
-    ASSERT_TRUE(c.loaded);
-
-    Probe p(c, shape);
-    EXPECT_EQ(p.getName(), "|root|grp|shape");
-    EXPECT_EQ(p.getLeafName(), "shape");
-    EXPECT_EQ(Probe(c, plain).getLeafName(), "plain");
-    EXPECT_EQ(Probe(c, slash).getLeafName(), "");
-    EXPECT_EQ(p.getParentCache(), &c.cache);
-    EXPECT_EQ(p.getNumAttrs(), 3);
-    EXPECT_EQ(p.findAttr("still"), 2);
-    EXPECT_EQ(p.findAttr("anim1"), 1);
-    EXPECT_EQ(p.findAttr("missing"), -1);
-    EXPECT_EQ(p.getAttrName(2), "still");
-    EXPECT_EQ(p.getAttrType(0), "t");
-    EXPECT_EQ(p.isAttrAnimated(1), kAnimated);
-    EXPECT_EQ(p.isAttrAnimated(2), kStatic);
-    EXPECT_THROW(p.isAttrAnimated(3), bool);
-    // Without attributes, and outside the cache.
-    EXPECT_EQ(Probe(c, plain).getNumAttrs(), 0);
-    EXPECT_EQ(Probe(c, plain).findAttr("still"), -1);
-    EXPECT_EQ(Probe(c, plain).isAttrAnimated(0), kStatic);
-    EXPECT_EQ(Probe(c, 9).getName(), "");
-    EXPECT_EQ(Probe(c, 9).getNumAttrs(), 0);
-
-    // Copies share cache, index and categories.
-    Probe copy(c, plain);
-    copy = p;
-    EXPECT_EQ(copy.getName(), p.getName());
-    EXPECT_EQ(copy.getObjectIndex(), shape);
-    EXPECT_EQ(copy.categories(), std::set<std::string>{"helperObj"});
-}
-
-TEST(ZelHelperObj, ChunkLookupReportsWhereTheChunkCameFrom) {
-    CacheBuilder b(2, 0, 1);
-    const int o = b.addObject("obj");
-    b.addStatic<float>(o, "BOTH", {1});
-    b.addStatic<double>(o, "STAT", {2}, 9);
-    b.addSampled<float>(0, o, "BOTH", {5});
-    b.addSampled<int>(0, o, "ANIM", {3}, 5);
+    for (const char* name : {"|root|grp|shape", "plain", "grp|"}) {
+        b.addObject(name);
+    }
+    b.addAnimatedAttr(kShape, "d");
+    b.addAnimatedAttr(kShape, "big");
+    for (int s = 0; s < 2; ++s) {
+        b.addAnimatedValue<double>(s, kShape, {0.5 + s, 1.5}, 2);
+        b.addAnimatedValue<int64>(s, kShape, {int64(1) << 40});
+    }
+    b.addStaticAttr<std::string>(kShape, "names", {"x", "yz"});
+    b.addStaticAttr<int>(kShape, "ints", {4, 5, 6}, 3);
+    b.addStatic<float>(kShape, "BOTH", {1});
+    b.addStatic<double>(kShape, "STAT", {2}, 9);
+    b.addSampled<float>(0, kShape, "BOTH", {5});
+    b.addSampled<int>(0, kShape, "ANIM", {3}, 5);
     auto* nested = new ZelGroupChunk(makeTag("GRUP"));
     nested->addChild(new ZelLeafChunk<int>(makeTag("DEEP"), std::vector<int>{4}));
-    b.sampleGroup(0, o).addChild(nested);
-    LoadedCache c(b);
-    ASSERT_TRUE(c.loaded);
-    Probe p(c, o);
+    b.sampleGroup(0, kShape).addChild(nested);
+    return std::make_unique<LoadedCache>(b);
+}
 
+}  // namespace
+
+TEST(ZelHelperObj, DefinitionQueriesAndChunkLookup) {
+    const auto c = loadObjects();
+    ASSERT_TRUE(c->loaded);
+    Probe p(*c, kShape);
+    EXPECT_EQ(p.getName(), "|root|grp|shape");
+    EXPECT_EQ(p.getLeafName(), "shape");
+    EXPECT_EQ(Probe(*c, kPlain).getLeafName(), "plain");
+    EXPECT_EQ(Probe(*c, kSlash).getLeafName(), "");
+    EXPECT_EQ(p.getParentCache(), &c->cache);
+    EXPECT_EQ(p.getNumAttrs(), 4);
+    EXPECT_EQ(p.findAttr("ints"), kInts);
+    EXPECT_EQ(p.findAttr("big"), kBig);
+    EXPECT_EQ(p.findAttr("missing"), -1);
+    EXPECT_EQ(p.getAttrName(kNames), "names");
+    EXPECT_EQ(p.getAttrType(0), "t");
+    EXPECT_EQ(p.isAttrAnimated(kBig), kAnimated);
+    EXPECT_EQ(p.isAttrAnimated(kNames), kStatic);
+    EXPECT_THROW(p.isAttrAnimated(4), bool);
+    // Without attributes, and outside the cache.
+    EXPECT_EQ(Probe(*c, kPlain).getNumAttrs(), 0);
+    EXPECT_EQ(Probe(*c, kPlain).findAttr("ints"), -1);
+    EXPECT_EQ(Probe(*c, kPlain).isAttrAnimated(0), kStatic);
+    EXPECT_EQ(Probe(*c, 9).getName(), "");
+    EXPECT_EQ(Probe(*c, 9).getNumAttrs(), 0);
+    EXPECT_FALSE(Probe(*c, 9).objectHas(makeTag("DATR")));
+    // Copies share cache, index and categories.
+    Probe copy(*c, kPlain);
+    copy = p;
+    EXPECT_EQ(copy.getName(), p.getName());
+    EXPECT_EQ(copy.getObjectIndex(), kShape);
+    EXPECT_EQ(copy.categories(), std::set<std::string>{"helperObj"});
+
+    // The definition wins over the sample; the sample's nested groups are searched too.
     const ZelChunk* chunk = nullptr;
     EXPECT_EQ(p.findChunk(0, makeTag("BOTH"), chunk), kStatic);
     ASSERT_NE(chunk, nullptr);
@@ -105,16 +113,13 @@ TEST(ZelHelperObj, ChunkLookupReportsWhereTheChunkCameFrom) {
     EXPECT_EQ(p.findChunk(0, makeTag("DEEP"), chunk), kAnimated);
     EXPECT_EQ(p.findChunk(1, makeTag("ANIM"), chunk), kStatic);
     EXPECT_EQ(chunk, nullptr);
-
-    const ZelGroupChunk* g = c.cache.getSample(0, o);
+    const ZelGroupChunk* g = c->cache.getSample(0, kShape);
     ASSERT_NE(g, nullptr);
-    EXPECT_NE(ZelHelperObj::searchChunk(g, makeTag("GRUP")), nullptr);
+    EXPECT_NE(ZelHelperObj::searchChunk(g, makeTag("ATRS")), nullptr);  // the first child
     EXPECT_EQ(ZelHelperObj::searchChunk(g, makeTag("DEEP")), nullptr);
-
     EXPECT_EQ(p.getObjectType(makeTag("STAT")), "double");
     EXPECT_EQ(p.getObjectType(makeTag("ANIM")), "int32");
     EXPECT_EQ(p.getObjectType(makeTag("NONE")), "undef");
-
     EXPECT_EQ(p.isAnimated(makeTag("ANIM")), kAnimated);
     EXPECT_EQ(p.isAnimated(makeTag("BOTH")), kStatic);
     EXPECT_EQ(p.isAnimated(), kStatic);
@@ -122,7 +127,46 @@ TEST(ZelHelperObj, ChunkLookupReportsWhereTheChunkCameFrom) {
     EXPECT_FALSE(ZelHelperObj::isAnimated(kStatic));
     EXPECT_TRUE(p.objectHas(makeTag("ANIM")));
     EXPECT_FALSE(p.objectHas(makeTag("NONE")));
-    EXPECT_FALSE(Probe(c, 9).objectHas(makeTag("DATR")));
+}
+
+TEST(ZelHelperObj, AttributeValuesByPointerAndCopy) {
+    const auto c = loadObjects();
+    ASSERT_TRUE(c->loaded);
+    Probe p(*c, kShape);
+    const Doubles* dp = nullptr;
+    int dim = 0;
+    ASSERT_TRUE(p.getAttrData(1, kD, dp, dim));
+    EXPECT_EQ(*dp, (Doubles{1.5, 1.5}));
+    EXPECT_EQ(dim, 2);
+    EXPECT_EQ(dp, &dynamic_cast<const ZelLeafChunk<double>*>(p.getAttrDataChunk(1, kD))->values());
+    // A float read of double values fails and leaves the caller's vector alone.
+    Floats floats{9, 9};
+    const Floats* fp = &floats;
+    EXPECT_FALSE(p.getAttrData(0, kD, fp, dim));
+    EXPECT_EQ(fp, nullptr);
+    EXPECT_FALSE(p.getAttr(0, kD, floats, dim));
+    EXPECT_EQ(floats, (Floats{9, 9}));
+
+    Doubles doubles;
+    std::vector<int64> big;
+    std::vector<int> iv;
+    std::vector<std::string> sv;
+    ASSERT_TRUE(p.getAttr(0, kD, doubles, dim) && p.getAttr(1, kBig, big, dim) &&
+                p.getAttr(0, kNames, sv) && p.getAttr(1, kInts, iv, dim));
+    EXPECT_EQ(doubles, (Doubles{0.5, 1.5}));
+    EXPECT_EQ(big, std::vector<int64>{int64(1) << 40});
+    EXPECT_EQ(sv, (std::vector<std::string>{"x", "yz"}));
+    EXPECT_EQ(iv, (std::vector<int>{4, 5, 6}));
+    EXPECT_EQ(dim, 3);
+    EXPECT_EQ(p.getAttrDataType(0, kD), "double");
+    EXPECT_EQ(p.getAttrDataType(0, kBig), "int64");
+    EXPECT_EQ(p.getAttrDataType(0, kNames), "cstr");
+    // No sample 5: the cache reports the missing "ATRS" group.
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(p.getAttrDataType(5, kD), "undef");
+    EXPECT_FALSE(p.getAttr(5, kD, doubles, dim));
+    const std::string missing = "ATRS GROUP chunk missing for object at 0\n";
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), missing + missing);
 }
 
 TEST(ZelHelperObj, DimensionCodesAndExactLeafTypes) {
@@ -157,61 +201,17 @@ TEST(ZelHelperObj, DimensionCodesAndExactLeafTypes) {
     EXPECT_FALSE(Probe::getZelLeafData(&plain, f));
 }
 
-TEST(ZelHelperObj, AttributeValuesByPointerAndCopy) {
-    CacheBuilder b(2, 0, 1);
-    const int o = b.addObject("obj");
-    const int d = b.addAnimatedAttr(o, "d");
-    const int i64 = b.addAnimatedAttr(o, "big");
-    for (int s = 0; s < 2; ++s) {
-        b.addAnimatedValue<double>(s, o, {0.5 + s, 1.5}, 2);
-        b.addAnimatedValue<int64>(s, o, {int64(1) << 40});
-    }
-    const int names = b.addStaticAttr<std::string>(o, "names", {"x", "yz"});
-    const int ints = b.addStaticAttr<int>(o, "ints", {4, 5, 6}, 3);
-    LoadedCache c(b);
-    ASSERT_TRUE(c.loaded);
-    Probe p(c, o);
-
-    const Doubles* dp = nullptr;
-    int dim = 0;
-    ASSERT_TRUE(p.getAttrData(1, d, dp, dim));
-    EXPECT_EQ(*dp, (Doubles{1.5, 1.5}));
-    EXPECT_EQ(dim, 2);
-    EXPECT_EQ(dp, &dynamic_cast<const ZelLeafChunk<double>*>(p.getAttrDataChunk(1, d))->values());
-    // A float read of double values fails and leaves the caller's vector alone.
-    Floats floats{9, 9};
-    const Floats* fp = &floats;
-    EXPECT_FALSE(p.getAttrData(0, d, fp, dim));
-    EXPECT_EQ(fp, nullptr);
-    EXPECT_FALSE(p.getAttr(0, d, floats, dim));
-    EXPECT_EQ(floats, (Floats{9, 9}));
-
-    Doubles doubles;
-    std::vector<int64> big;
-    std::vector<int> iv;
-    std::vector<std::string> sv;
-    ASSERT_TRUE(p.getAttr(0, d, doubles, dim) && p.getAttr(1, i64, big, dim) &&
-                p.getAttr(0, names, sv) && p.getAttr(1, ints, iv, dim));
-    EXPECT_EQ(doubles, (Doubles{0.5, 1.5}));
-    EXPECT_EQ(big, std::vector<int64>{int64(1) << 40});
-    EXPECT_EQ(sv, (std::vector<std::string>{"x", "yz"}));
-    EXPECT_EQ(iv, (std::vector<int>{4, 5, 6}));
-    EXPECT_EQ(dim, 3);
-
-    EXPECT_EQ(p.getAttrDataType(0, d), "double");
-    EXPECT_EQ(p.getAttrDataType(0, i64), "int64");
-    EXPECT_EQ(p.getAttrDataType(0, names), "cstr");
-    // No sample 5: the cache reports the missing "ATRS" group.
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(p.getAttrDataType(5, d), "undef");
-    EXPECT_FALSE(p.getAttr(5, d, doubles, dim));
-    const std::string missing = "ATRS GROUP chunk missing for object at 0\n";
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), missing + missing);
-}
-
 TEST(ZelHelperObj, SampleChoiceAndAttributeBlends) {
     CacheBuilder b(20, 1, 1);  // sample i at time 1 + i
     addPowers(b, 20);
+    const int mixed = b.addObject("mixed");  // a float later sample can't be blended
+    const int shorter = b.addObject("shorter");
+    for (int o : {mixed, shorter}) {
+        b.addAnimatedAttr(o, "a");
+        b.addAnimatedValue<double>(0, o, {1, 2});
+    }
+    b.addAnimatedValue<float>(1, mixed, {3, 4});
+    b.addAnimatedValue<double>(1, shorter, {3});  // refused rather than read past its end
     LoadedCache c(b);
     ASSERT_TRUE(c.loaded);
     const Probe p(c, 0);
@@ -285,13 +285,30 @@ TEST(ZelHelperObj, SampleChoiceAndAttributeBlends) {
     const double q = (6.1f - 7.0f) / (8.0f - 7.0f);
     EXPECT_EQ(v[1], 0.5 * 2 * (q * q) + 0.5 * 24 * q + 36);
     EXPECT_NE(v[1], 0.5 * 2 * double(float(q) * float(q)) + 0.5 * 24 * q + 36);
+    // A failed sample read leaves the output empty and the dimension 0; before the first
+    // sample there is none to read.
+    hints.order = 1;
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(p.getAttrAtTime(0.5f, 0, hints, v, dim));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "ATRS GROUP chunk missing for object at 0\n");
+    EXPECT_EQ(dim, 0);
+    for (int o : {mixed, shorter}) {
+        v = {7};
+        dim = 5;
+        EXPECT_FALSE(Probe(c, o).getAttrAtTime(1.5f, 0, hints, v, dim)) << o;
+        EXPECT_TRUE(v.empty());
+        EXPECT_EQ(dim, 0);
+    }
 }
 
-TEST(ZelHelperObj, NonUniformRunsAndTimeFractions) {
+TEST(ZelHelperObj, NonUniformRunsTimeFractionsAndDegenerateRuns) {
     CacheBuilder b(Floats{0, 1, 3, 4, 6});
     addPowers(b, 5);
     LoadedCache c(b);
-    ASSERT_TRUE(c.loaded);
+    CacheBuilder u(2, 10, 2);  // times 10 and 10.5
+    addPowers(u, 2);
+    LoadedCache uc(u);
+    ASSERT_TRUE(c.loaded && uc.loaded);
     const Probe p(c, 0);
     ZelInterpolationHints hints;
     std::vector<int> samples;
@@ -306,43 +323,16 @@ TEST(ZelHelperObj, NonUniformRunsAndTimeFractions) {
     EXPECT_EQ(v, (Doubles{1, -1, -11}));
     // Without a rate the fraction is that of the time itself; with one, of the sample steps.
     EXPECT_EQ(p.getTimeFraction(12.25f), 0.25f);
-    CacheBuilder u(5, 10, 2);
-    u.addObject("obj");
-    LoadedCache uc(u);
-    ASSERT_TRUE(uc.loaded);
     const Probe q(uc, 0);
     EXPECT_EQ(q.getFirstTime(), 10.0f);
     EXPECT_EQ(q.getTimeFraction(12.25f), 0.5f);
     EXPECT_EQ(q.getTimeFraction(11.0f), 0.0f);
     EXPECT_EQ(q.getTimeFraction(9.75f), -0.5f);
-}
-
-TEST(ZelHelperObj, AttributeAtTimeFailuresAndDegenerateRuns) {
-    CacheBuilder b(2, 0, 1);
-    const int mixed = b.addObject("mixed");  // a float later sample can't be blended
-    const int shorter = b.addObject("shorter");
-    for (int o : {mixed, shorter}) {
-        b.addAnimatedAttr(o, "a");
-        b.addAnimatedValue<double>(0, o, {1, 2});
-    }
-    b.addAnimatedValue<float>(1, mixed, {3, 4});
-    b.addAnimatedValue<double>(1, shorter, {3});  // refused rather than read past its end
-    const int powers = addPowers(b, 2);
-    LoadedCache c(b);
-    ASSERT_TRUE(c.loaded);
-    ZelInterpolationHints hints;
-    for (int o : {mixed, shorter}) {
-        Doubles v{7};
-        int dim = 5;
-        EXPECT_FALSE(Probe(c, o).getAttrAtTime(0.5f, 0, hints, v, dim)) << o;
-        EXPECT_TRUE(v.empty());
-        EXPECT_EQ(dim, 0);
-    }
     // Fewer samples than the order needs: the run repeats the last sample and t is not finite.
     hints.order = 2;
-    Doubles v;
-    int dim = 0;
-    ASSERT_TRUE(Probe(c, powers).getAttrAtTime(0.5f, 0, hints, v, dim));
+    EXPECT_TRUE(q.getEvalTimeAndSampleIndices(10.25f, hints, samples, times));
+    EXPECT_EQ(samples, (std::vector<int>{0, 1, 1}));
+    ASSERT_TRUE(q.getAttrAtTime(10.25f, 0, hints, v, dim));
     EXPECT_FALSE(std::isfinite(v[1]));
 }
 
