@@ -232,35 +232,30 @@ TEST(NurbsSurfaceZelObj, ControlPointsInEitherOrderWithPeriodicWrap) {
     b.addStatic<float>(shortPeriod, "POSI", grid(1, 3), 3);
     LoadedCache lc(b);
     ASSERT_TRUE(lc.loaded);
-
-    HelperPtr<NurbsSurfaceZelObj> s = lc.get<NurbsSurfaceZelObj>(open);
-    ASSERT_NE(s, nullptr);
-    Floats vFastest;
-    Doubles uFastest;
-    State state = kAnimated;
-    ASSERT_TRUE(s->getControlPoints(0, vFastest, state));
-    EXPECT_EQ(state, kStatic);
-    ASSERT_TRUE(s->getControlPoints(0, uFastest, state, true));
-    ASSERT_EQ(vFastest.size(), 80u);
-    ASSERT_EQ(uFastest.size(), 80u);
-    for (int i = 0; i < 4; ++i) {
-        for (int j = 0; j < 5; ++j) {
-            EXPECT_EQ(at(vFastest, i * 5 + j), point(i, j));
-            EXPECT_EQ(at(uFastest, j * 4 + i), point(i, j));
+    // Object, control points in u and v, distinct stored points in u and v.
+    const int shapes[][5] = {{open, 4, 5, 4, 5}, {periodic, 5, 3, 3, 2}};
+    for (const auto& sh : shapes) {
+        const HelperPtr<NurbsSurfaceZelObj> s = lc.get<NurbsSurfaceZelObj>(sh[0]);
+        ASSERT_NE(s, nullptr);
+        Floats vFastest;
+        Doubles uFastest;
+        State state = kAnimated;
+        ASSERT_TRUE(s->getControlPoints(0, vFastest, state));
+        EXPECT_EQ(state, kStatic);
+        ASSERT_TRUE(s->getControlPoints(0, uFastest, state, true));
+        ASSERT_EQ(vFastest.size(), 4u * sh[1] * sh[2]);
+        ASSERT_EQ(uFastest.size(), vFastest.size());
+        for (int i = 0; i < sh[1]; ++i) {
+            for (int j = 0; j < sh[2]; ++j) {
+                EXPECT_EQ(at(vFastest, i * sh[2] + j), point(i % sh[3], j % sh[4])) << i << j;
+                EXPECT_EQ(at(uFastest, j * sh[1] + i), point(i % sh[3], j % sh[4])) << i << j;
+            }
         }
     }
-
-    s = lc.get<NurbsSurfaceZelObj>(periodic);
-    ASSERT_TRUE(s->getControlPoints(0, vFastest, state));
-    ASSERT_EQ(vFastest.size(), 60u);
-    for (int i = 0; i < 5; ++i) {
-        for (int j = 0; j < 3; ++j) {
-            EXPECT_EQ(at(vFastest, i * 3 + j), point(i % 3, j % 2)) << i << " " << j;
-        }
-    }
-    ASSERT_TRUE(s->getControlPoints(0, uFastest, state, true));
-    EXPECT_EQ(at(uFastest, 13), point(0, 0));  // (3, 2) wraps to (0, 0)
-    EXPECT_FALSE(lc.get<NurbsSurfaceZelObj>(shortPeriod)->getControlPoints(0, uFastest, state));
+    Floats f{7};
+    State state = kStatic;
+    EXPECT_FALSE(lc.get<NurbsSurfaceZelObj>(shortPeriod)->getControlPoints(0, f, state));
+    EXPECT_EQ(f, Floats{7});
 }
 
 TEST(NurbsSurfaceZelObj, PerControlPointAttributesAndRestPose) {
