@@ -37,14 +37,15 @@ class ZEL_API NurbsCurveZelObj : public GeometryZelObj {
                   bool padEnds = false) const;
     // The n control points as x, y, z, 1 (4n values), periodic points repeated; `state` tells
     // where "POSI" came from. False, outputs untouched, without degree, form or knots, when
-    // "POSI" does not hold floats (also for a double output) or holds too few points, or when a
-    // periodic curve stores fewer points than its degree.
+    // "POSI" does not hold floats (also for a double output), holds too few points or, for a
+    // periodic curve, none (with fewer stored points than its degree they repeat in turn).
     bool getControlPoints(int sampleIndex, std::vector<float>& points, AnimationState& state) const;
     bool getControlPoints(int sampleIndex, std::vector<double>& points,
                           AnimationState& state) const;
     // The control points at any time, blended with the order of `hints` (1 linear, 2 quadratic,
-    // 3 Catmull-Rom; weights included) in single precision. On a sample, outside the samples or
-    // for order 0 they are those of the chosen sample. False, `points` untouched, when a read
+    // 3 Catmull-Rom; weights included): t and the blend weights in single precision, products
+    // and sums in T. On a sample, outside the samples or for order 0 they are those of the
+    // chosen sample. False, `points` untouched, when a read
     // fails, and for an order above 3.
     bool getControlPointsAtTime(float time, ZelInterpolationHints& hints,
                                 std::vector<float>& points, AnimationState& state) const;
@@ -113,12 +114,13 @@ class ZEL_API NurbsSurfaceZelObj : public GeometryZelObj {
     bool getPrefControlPoints(std::vector<float>& points, bool uFastest = false) const;
     bool getPrefControlPoints(std::vector<double>& points, bool uFastest = false) const;
 
-    // Per-control-point attribute values at the sample: read as T, else as its companion type
-    // (int64 for int, double for float, float for double, int for int64) and converted. Without
-    // `uFastest` in stored order; with it, when the values hold nu x nv elements of `dimension`
-    // components (a code-0 attribute counts one a value), transposed to u fastest, otherwise in
-    // stored order. False, `values` untouched, when the attribute can't be read or, under
-    // `uFastest`, without degrees or knots.
+    // Per-control-point attribute values at the sample: read as T, else (a second read, so the
+    // cache reports missing data twice) as its companion type (int64 for int, double for float,
+    // float for double, int for int64) and converted; strings, one a string, have no companion.
+    // Without `uFastest` in stored order; with it, when the values hold nu x nv elements of
+    // `dimension` components (a code-0 attribute counts one a value), transposed to u fastest,
+    // otherwise in stored order. False, `values` untouched, when the attribute can't be read or,
+    // under `uFastest`, without degrees or knots.
     bool getAttr(int sampleIndex, int attrIndex, std::vector<int>& values, int& dimension,
                  bool uFastest = false) const;
     bool getAttr(int sampleIndex, int attrIndex, std::vector<float>& values, int& dimension,

@@ -1,6 +1,5 @@
 #include "NurbsZelObj.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <iostream>
 
@@ -63,15 +62,9 @@ bool expandControlPoints(const std::vector<float>& stored, int64 nu, int64 nv, i
     }
     const int64 mu = nu - periodicU;
     const int64 mv = nv - periodicV;
-    if (nu > 0 && nv > 0) {
-        // A periodic direction repeats its first d points, so it must store at least d of them;
-        // this also keeps the output within a small multiple of the stored points.
-        if (mu < std::max<int64>(periodicU, 1) || mv < std::max<int64>(periodicV, 1)) {
-            return false;
-        }
-        if (static_cast<int64>(stored.size() / 3) / mu < mv) {
-            return false;
-        }
+    // The wrap needs at least one distinct point a direction, and the file must hold them all.
+    if (nu > 0 && nv > 0 && (mu < 1 || mv < 1 || static_cast<int64>(stored.size() / 3) / mu < mv)) {
+        return false;
     }
     const int64 total = nu * nv;
     out.resize(static_cast<std::size_t>(4 * total));
@@ -95,15 +88,16 @@ bool expandControlPoints(const std::vector<float>& stored, int64 nu, int64 nv, i
 }
 
 // Blends the control points that `read(sample, points, state)` gives for the samples of the run
-// with the value kernels, in single precision, into `points`. `order` is 1, 2 or 3. False, outputs
-// untouched, when a read fails or a later sample has fewer values than the first. With
-// `traceLinear` and order 1, one line per value shows the result and both inputs.
+// with the value kernels into `points`: weights in single precision, products and sums in T.
+// `order` is 1, 2 or 3. False, outputs untouched, when a read fails or a later sample has fewer
+// values than the first. With `traceLinear` and order 1, one line per value shows the result and
+// both inputs.
 template <class T, class Read>
 bool blendControlPoints(int order, float t, const std::vector<int>& samples, const Read& read,
                         bool traceLinear, std::vector<T>& points,
                         ZelHelperObj::AnimationState& state) {
-    std::vector<float> cps[4];
-    const std::vector<float>* arrays[4] = {&cps[0], &cps[1], &cps[2], &cps[3]};
+    std::vector<T> cps[4];
+    const std::vector<T>* arrays[4] = {&cps[0], &cps[1], &cps[2], &cps[3]};
     ZelHelperObj::AnimationState origin = ZelHelperObj::kStatic;
     for (int i = 0; i <= order; ++i) {
         if (!read(samples[i], cps[i], origin)) {
@@ -114,7 +108,7 @@ bool blendControlPoints(int order, float t, const std::vector<int>& samples, con
             return false;
         }
     }
-    blendSamples<float, T>(order, t, arrays, points);
+    blendSamples<T, T, float>(order, t, arrays, points);
     state = origin;
     if (traceLinear && order == 1) {
         for (std::size_t i = 0; i < points.size(); ++i) {
@@ -251,7 +245,7 @@ bool NurbsCurveZelObj::controlPointsAtTime(float time, ZelInterpolationHints& hi
         return false;
     }
     const float t = blendParameter(order, time, times);
-    const auto read = [this](int sample, std::vector<float>& cps, AnimationState& origin) {
+    const auto read = [this](int sample, std::vector<T>& cps, AnimationState& origin) {
         return controlPointsAt(sample, cps, origin);
     };
     return blendControlPoints(order, t, samples, read, false, points, state);
@@ -415,6 +409,13 @@ bool NurbsSurfaceZelObj::controlPointsAt(int sampleIndex, std::vector<T>& points
     const int64 nv = static_cast<int64>(kv) - degreeV + 1;
     const int64 periodicU = formU == periodicForm ? degreeU : 0;
     const int64 periodicV = formV == periodicForm ? degreeV : 0;
+    // A periodic direction repeats its first d points, so it is taken to store at least d of
+    // them: otherwise two large degrees would square a handful of stored points into an output
+    // far larger than the file.
+    if ((periodicU > 0 && nu - periodicU < periodicU) ||
+        (periodicV > 0 && nv - periodicV < periodicV)) {
+        return false;
+    }
     if (!expandControlPoints(*stored, nu, nv, periodicU, periodicV, uFastest, points)) {
         return false;
     }
@@ -445,8 +446,7 @@ bool NurbsSurfaceZelObj::controlPointsAtTime(float time, ZelInterpolationHints& 
         return controlPointsAt(samples[0], points, state, uFastest);
     }
     const float t = blendParameter(order, time, times);
-    const auto read = [this, uFastest](int sample, std::vector<float>& cps,
-                                       AnimationState& origin) {
+    const auto read = [this, uFastest](int sample, std::vector<T>& cps, AnimationState& origin) {
         return controlPointsAt(sample, cps, origin, uFastest);
     };
     return blendControlPoints(order, t, samples, read, debugLevel >= 2, points, state);
@@ -521,18 +521,12 @@ bool NurbsSurfaceZelObj::getPrefControlPoints(std::vector<double>& points, bool 
 template <class T, class Companion>
 bool NurbsSurfaceZelObj::attrPerControlPoint(int sampleIndex, int attrIndex, std::vector<T>& values,
                                              int& dimension, bool uFastest) const {
-    // One fetch serves both type attempts, so a missing value is reported once.
-    const ZelChunk* chunk = getAttrDataChunk(sampleIndex, attrIndex);
-    if (chunk == nullptr) {
-        return false;
-    }
-    dimension = getDimension(chunk);
     const std::vector<T>* data = nullptr;
-    if (getZelLeafData(chunk, data)) {
+    if (getAttrData(sampleIndex, attrIndex, data, dimension)) {
         return reorderPerControlPoint(sampleIndex, *data, dimension, uFastest, values);
     }
     const std::vector<Companion>* companion = nullptr;
-    if (getZelLeafData(chunk, companion)) {
+    if (getAttrData(sampleIndex, attrIndex, companion, dimension)) {
         return reorderPerControlPoint(sampleIndex, *companion, dimension, uFastest, values);
     }
     return false;
@@ -560,10 +554,10 @@ bool NurbsSurfaceZelObj::getAttr(int sampleIndex, int attrIndex, std::vector<int
 
 bool NurbsSurfaceZelObj::getAttr(int sampleIndex, int attrIndex, std::vector<std::string>& values,
                                  bool uFastest) const {
-    // Strings have no companion type; the second attempt is the same as the first.
-    int dimension = 0;
-    return attrPerControlPoint<std::string, std::string>(sampleIndex, attrIndex, values, dimension,
-                                                         uFastest);
+    // Strings have no companion type; each string is one element.
+    const std::vector<std::string>* data = nullptr;
+    return getAttrData(sampleIndex, attrIndex, data) &&
+           reorderPerControlPoint(sampleIndex, *data, 1, uFastest, values);
 }
 
 }  // namespace Zel

@@ -19,13 +19,14 @@ float blendParameter(int order, float time, const std::vector<float>& times) {
     return (time - times[1]) / (times[2] - times[1]);
 }
 
-template <class Real, class Out>
+template <class Real, class Out, class Weight>
 void blendLinear(float t, const std::vector<Real>& p0, const std::vector<Real>& p1,
                  std::vector<Out>& out) {
     const std::size_t n = p0.size();
     assert(p1.size() >= n);
-    const Real u = t;
-    const Real w0 = Real(1) - u;
+    const Weight tw = t;
+    const Real u = tw;
+    const Real w0 = Weight(1) - tw;
     out.resize(n);
     for (std::size_t i = 0; i < n; ++i) {
         // Kept in Real until stored: double positions get float arithmetic, widened at the end.
@@ -34,13 +35,14 @@ void blendLinear(float t, const std::vector<Real>& p0, const std::vector<Real>& 
     }
 }
 
-template <class Real, class Out>
+template <class Real, class Out, class Weight>
 void blendQuadratic(float t, const std::vector<Real>& p0, const std::vector<Real>& p1,
                     const std::vector<Real>& p2, std::vector<Out>& out) {
     const std::size_t n = p0.size();
     assert(p1.size() >= n && p2.size() >= n);
-    const Real u = t;
-    const Real uu = u * u;
+    const Weight tw = t;
+    const Real u = tw;
+    const Real uu = tw * tw;
     const Real half = Real(0.5);
     const Real two = Real(2);
     out.resize(n);
@@ -51,19 +53,19 @@ void blendQuadratic(float t, const std::vector<Real>& p0, const std::vector<Real
     }
 }
 
-template <class Real, class Out>
+template <class Real, class Out, class Weight>
 void blendCubic(float t, const std::vector<Real>& p0, const std::vector<Real>& p1,
                 const std::vector<Real>& p2, const std::vector<Real>& p3, std::vector<Out>& out) {
     const std::size_t n = p0.size();
     assert(p1.size() >= n && p2.size() >= n && p3.size() >= n);
-    const Real u = t;
-    const Real half = Real(0.5);
-    const Real oneAndHalf = Real(1.5);
+    const Weight u = t;
+    const Weight half = Weight(0.5);
+    const Weight oneAndHalf = Weight(1.5);
     // These nested forms make the weights exactly (0, 1, 0, 0) at t = 0 and (0, 0, 1, 0) at
     // t = 1, so the curve passes through p1 and p2 without rounding.
-    const Real w0 = ((Real(1) - half * u) * u - half) * u;
-    const Real w1 = (oneAndHalf * u - Real(2.5)) * u * u + Real(1);
-    const Real w2 = ((Real(2) - oneAndHalf * u) * u + half) * u;
+    const Real w0 = ((Weight(1) - half * u) * u - half) * u;
+    const Real w1 = (oneAndHalf * u - Weight(2.5)) * u * u + Weight(1);
+    const Real w2 = ((Weight(2) - oneAndHalf * u) * u + half) * u;
     const Real w3 = (half * u - half) * u * u;
     out.resize(n);
     for (std::size_t i = 0; i < n; ++i) {
@@ -72,18 +74,19 @@ void blendCubic(float t, const std::vector<Real>& p0, const std::vector<Real>& p
     }
 }
 
-template <class Real, class Out>
+template <class Real, class Out, class Weight>
 bool blendSamples(int order, float t, const std::vector<Real>* const* samples,
                   std::vector<Out>& out) {
     switch (order) {
         case 1:
-            blendLinear(t, *samples[0], *samples[1], out);
+            blendLinear<Real, Out, Weight>(t, *samples[0], *samples[1], out);
             return true;
         case 2:
-            blendQuadratic(t, *samples[0], *samples[1], *samples[2], out);
+            blendQuadratic<Real, Out, Weight>(t, *samples[0], *samples[1], *samples[2], out);
             return true;
         case 3:
-            blendCubic(t, *samples[0], *samples[1], *samples[2], *samples[3], out);
+            blendCubic<Real, Out, Weight>(t, *samples[0], *samples[1], *samples[2], *samples[3],
+                                          out);
             return true;
         default:
             return false;
@@ -139,6 +142,23 @@ template ZEL_API void blendCubic<float, double>(float, const std::vector<float>&
                                                 const std::vector<float>&, std::vector<double>&);
 template ZEL_API bool blendSamples<float, double>(int, float, const std::vector<float>* const*,
                                                   std::vector<double>&);
+
+// Control points: float weights, double arithmetic.
+template ZEL_API void blendLinear<double, double, float>(float, const std::vector<double>&,
+                                                         const std::vector<double>&,
+                                                         std::vector<double>&);
+template ZEL_API void blendQuadratic<double, double, float>(float, const std::vector<double>&,
+                                                            const std::vector<double>&,
+                                                            const std::vector<double>&,
+                                                            std::vector<double>&);
+template ZEL_API void blendCubic<double, double, float>(float, const std::vector<double>&,
+                                                        const std::vector<double>&,
+                                                        const std::vector<double>&,
+                                                        const std::vector<double>&,
+                                                        std::vector<double>&);
+template ZEL_API bool blendSamples<double, double, float>(int, float,
+                                                          const std::vector<double>* const*,
+                                                          std::vector<double>&);
 
 template ZEL_API void traceBlend<float>(int, float, const std::vector<float>&);
 template ZEL_API void traceBlend<double>(int, float, const std::vector<double>&);

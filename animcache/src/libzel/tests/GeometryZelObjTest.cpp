@@ -2,249 +2,208 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <vector>
 
-#include "ZelRoMemCache.h"
-#include "support/CacheBuilder.h"
 #include "support/HelperFixture.h"
-#include "support/TempDir.h"
 
 using namespace Zel;
-using ZelTest::build;
 using ZelTest::CacheBuilder;
 using ZelTest::HelperPtr;
-using ZelTest::TempDir;
+using ZelTest::LoadedCache;
 
 namespace {
 
 using State = ZelHelperObj::AnimationState;
+using Floats = std::vector<float>;
+using Doubles = std::vector<double>;
+constexpr State kStatic = ZelHelperObj::kStatic;
+constexpr State kAnimated = ZelHelperObj::kAnimated;
 
-// Samples i = 0..5 at times 10 + i/2 (rate 2). Object 0 ("flt") has float positions
-// (i, 2i, i²) per sample, dimension 3; object 1 ("dbl") has the same stored as double, dimension
-// 4 ("4d") and a weight of 1.
-struct Fixture {
-    TempDir dir;
-    ZelRoMemCache cache;
-    HelperPtr<GeometryZelObj> flt;
-    HelperPtr<GeometryZelObj> dbl;
+const Floats frac0{0.1f, 1.3f, 1000.7f};
+const Floats frac1{0.7f, 2.9f, 3.3f};
 
-    Fixture() {
-        CacheBuilder b(6, 10, 2);
-        const int f = b.addObject("flt");
-        const int d = b.addObject("dbl");
-        for (int i = 0; i < 6; ++i) {
-            const float x = static_cast<float>(i);
-            b.addSampled<float>(i, f, "POSI", {x, 2 * x, x * x}, 3);
-            b.addSampled<double>(i, d, "POSI", {x, 2.0 * x, x * x, 1}, 4);
-        }
-        EXPECT_TRUE(b.writeAndLoad(dir.file("c.zel"), cache));
-        ZelHelperObjFactory factory(&cache);
-        flt = build<GeometryZelObj>(factory, f);
-        dbl = build<GeometryZelObj>(factory, d);
+// The objects of the test cache, by index; the five kDims objects have static float positions
+// with the dimension codes 2, 16, 4, 0 and 1.
+enum { kFlt, kDbl, kFrac, kShorter, kLonger, kInts, kPrefFloat, kPrefDouble, kNoPref, kDims };
+
+// Samples i = 0..5 at times 10 + i/2 (rate 2). "flt" has float positions (i, 2i, i²), dimension
+// 3; "dbl" the same as double with a weight of 1, dimension 4; "frac" frac0 and frac1 at samples
+// 2 and 3; "shorter" has fewer values at sample 1 than at 0, "longer" more.
+std::unique_ptr<LoadedCache> load() {
+    CacheBuilder b(6, 10, 2);
+    for (const char* name :
+         {"flt", "dbl", "frac", "shorter", "longer", "ints", "prefFloat", "prefDouble", "noPref"}) {
+        b.addObject(name);
     }
-};
+    for (int i = 0; i < 6; ++i) {
+        const float x = static_cast<float>(i);
+        b.addSampled<float>(i, kFlt, "POSI", {x, 2 * x, x * x}, 3);
+        b.addSampled<double>(i, kDbl, "POSI", {x, 2.0 * x, x * x, 1}, 4);
+    }
+    for (int i : {0, 2, 3}) {  // the factory looks at the first sample
+        b.addSampled<float>(i, kFrac, "POSI", i == 3 ? frac1 : frac0, 3);
+    }
+    b.addSampled<float>(0, kShorter, "POSI", {0, 0, 0, 1, 1, 1}, 3);
+    b.addSampled<float>(1, kShorter, "POSI", {2, 2, 2}, 3);
+    b.addSampled<float>(0, kLonger, "POSI", {2, 2, 2}, 3);
+    b.addSampled<float>(1, kLonger, "POSI", {0, 0, 0, 1, 1, 1}, 3);
+    b.addStatic<int>(kInts, "POSI", {1, 2, 3}, 3);
+    for (int o : {kPrefFloat, kPrefDouble, kNoPref}) {
+        b.addStatic<float>(o, "POSI", {0, 0, 0});
+    }
+    // Only the first rest-pose attribute counts, whatever its type.
+    b.addStaticAttr<int>(kPrefFloat, "other", {1});
+    b.addStaticAttr<float>(kPrefFloat, "rmanP__Pref", {1, 2, 3}, 0);
+    b.addStaticAttr<double>(kPrefDouble, "vorn_Pref", {4, 5}, 2);
+    b.addStaticAttr<float>(kPrefDouble, "rmanP__Pref", {9, 9}, 2);
+    for (uint8 code : {2, 16, 4, 0, 1}) {
+        b.addStatic<float>(b.addObject("dims"), "POSI", {1, 2, 3, 4}, code);
+    }
+    return std::make_unique<LoadedCache>(b);
+}
 
 }  // namespace
 
 TEST(GeometryZelObj, PositionPointersNeedTheExactTypeCopiesConvert) {
-    Fixture fx;
-    ASSERT_NE(fx.flt, nullptr);
-    ASSERT_NE(fx.dbl, nullptr);
-    const std::vector<float>* fp = nullptr;
-    const std::vector<double>* dp = nullptr;
-    State state = ZelHelperObj::kStatic;
+    const auto c = load();
+    ASSERT_TRUE(c->loaded);
+    const HelperPtr<GeometryZelObj> flt = c->get<GeometryZelObj>(kFlt);
+    const HelperPtr<GeometryZelObj> dbl = c->get<GeometryZelObj>(kDbl);
+    ASSERT_TRUE(flt && dbl);
+    const Floats* fp = nullptr;
+    const Doubles* dp = nullptr;
+    State state = kStatic;
     int dim = 0;
-    ASSERT_TRUE(fx.flt->getPositionData(2, fp, state, dim));
-    EXPECT_EQ(*fp, (std::vector<float>{2, 4, 4}));
-    EXPECT_EQ(state, ZelHelperObj::kAnimated);
+    ASSERT_TRUE(flt->getPositionData(2, fp, state, dim));
+    EXPECT_EQ(*fp, (Floats{2, 4, 4}));
+    EXPECT_EQ(state, kAnimated);
     EXPECT_EQ(dim, 3);
-    EXPECT_FALSE(fx.flt->getPositionData(2, dp, state, dim));
+    EXPECT_FALSE(flt->getPositionData(2, dp, state, dim));
     EXPECT_EQ(dp, nullptr);
-    EXPECT_EQ(state, ZelHelperObj::kStatic);
-    EXPECT_FALSE(fx.dbl->getPositionData(2, fp, state, dim));
+    EXPECT_EQ(state, kStatic);
+    EXPECT_FALSE(dbl->getPositionData(2, fp, state, dim));
     EXPECT_EQ(fp, nullptr);
 
-    std::vector<float> f;
-    ASSERT_TRUE(fx.dbl->getPosition(3, f, state, dim));
-    EXPECT_EQ(f, (std::vector<float>{3, 6, 9, 1}));
+    Floats f;
+    ASSERT_TRUE(dbl->getPosition(3, f, state, dim));
+    EXPECT_EQ(f, (Floats{3, 6, 9, 1}));
     EXPECT_EQ(dim, 4);
-    EXPECT_EQ(state, ZelHelperObj::kAnimated);
-    std::vector<double> d{5};
-    ASSERT_TRUE(fx.flt->getPosition(3, d, state, dim));
-    EXPECT_EQ(d, (std::vector<double>{3, 6, 9}));
-    // Nothing at sample 9: the output is left alone.
-    EXPECT_FALSE(fx.flt->getPosition(9, d, state, dim));
-    EXPECT_EQ(d, (std::vector<double>{3, 6, 9}));
-}
+    EXPECT_EQ(state, kAnimated);
+    Doubles d{5};
+    ASSERT_TRUE(flt->getPosition(3, d, state, dim));
+    EXPECT_EQ(d, (Doubles{3, 6, 9}));
+    EXPECT_FALSE(flt->getPosition(9, d, state, dim));  // nothing at sample 9: left alone
+    EXPECT_EQ(d, (Doubles{3, 6, 9}));
 
-TEST(GeometryZelObj, DimensionRuleAndStaticPositions) {
-    TempDir dir;
-    CacheBuilder b(1, 0, 1);
-    const uint8 codes[] = {2, 16, 4, 0, 1};
+    // Dimension codes other than 3 and 4 read as 3.
     const int expected[] = {3, 3, 4, 3, 3};
-    for (uint8 code : codes) {
-        b.addStatic<float>(b.addObject("o"), "POSI", {1, 2, 3, 4}, code);
-    }
-    const int ints = b.addObject("ints");
-    b.addStatic<int>(ints, "POSI", {1, 2, 3}, 3);
-    ZelRoMemCache cache;
-    ASSERT_TRUE(b.writeAndLoad(dir.file("c.zel"), cache));
-    ZelHelperObjFactory factory(&cache);
-    for (int o = 0; o < 5; ++o) {
-        HelperPtr<GeometryZelObj> g = build<GeometryZelObj>(factory, o);
-        ASSERT_NE(g, nullptr);
-        const std::vector<float>* fp = nullptr;
-        State state = ZelHelperObj::kAnimated;
-        int dim = 0;
-        ASSERT_TRUE(g->getPositionData(0, fp, state, dim));
-        EXPECT_EQ(dim, expected[o]) << o;
-        EXPECT_EQ(state, ZelHelperObj::kStatic);
+    for (int k = 0; k < 5; ++k) {
+        state = kAnimated;
+        ASSERT_TRUE(c->get<GeometryZelObj>(kDims + k)->getPositionData(0, fp, state, dim));
+        EXPECT_EQ(dim, expected[k]) << k;
+        EXPECT_EQ(state, kStatic);
     }
     // int32 positions are neither float nor double: no copy, but the dimension is already set.
-    HelperPtr<GeometryZelObj> g = build<GeometryZelObj>(factory, ints);
-    std::vector<double> d;
-    State state = ZelHelperObj::kAnimated;
-    int dim = 0;
-    EXPECT_FALSE(g->getPosition(0, d, state, dim));
+    state = kAnimated;
+    dim = 0;
+    d.clear();
+    EXPECT_FALSE(c->get<GeometryZelObj>(kInts)->getPosition(0, d, state, dim));
     EXPECT_EQ(dim, 3);
-    EXPECT_EQ(state, ZelHelperObj::kAnimated);
+    EXPECT_EQ(state, kAnimated);
     EXPECT_TRUE(d.empty());
 }
 
-TEST(GeometryZelObj, PositionsAtTimeBlendFloatSamples) {
-    Fixture fx;
+TEST(GeometryZelObj, PositionsAtTimeBlendFloatSamplesOnly) {
+    const auto c = load();
+    ASSERT_TRUE(c->loaded);
+    const HelperPtr<GeometryZelObj> flt = c->get<GeometryZelObj>(kFlt);
+    const HelperPtr<GeometryZelObj> dbl = c->get<GeometryZelObj>(kDbl);
+    ASSERT_TRUE(flt && dbl);
     ZelInterpolationHints hints;
-    std::vector<float> f;
-    std::vector<double> d;
-    State state = ZelHelperObj::kStatic;
+    Floats f;
+    Doubles d;
+    State state = kStatic;
     int dim = 0;
-
-    // On sample 2 (time 11), within 0.001: that sample, unchanged.
-    for (int order : {0, 1, 2, 3}) {
-        hints.order = order;
-        ASSERT_TRUE(fx.flt->getPositionAtTime(11.0008f, hints, f, state, dim));
-        EXPECT_EQ(f, (std::vector<float>{2, 4, 4})) << order;
-        EXPECT_EQ(state, ZelHelperObj::kAnimated);
+    // Both variants: float results, widened for double.
+    const struct {
+        int order;
+        float time;
+        Floats expected;
+    } rows[] = {
+        {0, 11.0008f, {2, 4, 4}},  // within 0.001 of sample 2: that sample, whatever the order
+        {3, 11.0008f, {2, 4, 4}},
+        {1, 11.25f, {2.5f, 5, 6.5f}},   // halfway between samples 2 and 3: the mean
+        {2, 11.25f, {2.5f, 5, 6.25f}},  // over samples 2, 3, 4 (t = -0.5): exact for i and i²
+        {3, 11.25f, {2.5f, 5, 6.25f}},  // over samples 2..5
+        // Order 4 copies the run's first sample; five samples from 2 would pass the end of the
+        // cache, so that run starts at 1.
+        {4, 11.25f, {1, 2, 1}},
+        {4, 10.25f, {0, 0, 0}},
+    };
+    for (const auto& r : rows) {
+        hints.order = r.order;
+        ASSERT_TRUE(flt->getPositionAtTime(r.time, hints, f, state, dim)) << r.order;
+        EXPECT_EQ(f, r.expected) << r.order << " at " << r.time;
+        EXPECT_EQ(state, kAnimated);
         EXPECT_EQ(dim, 3);
+        ASSERT_TRUE(flt->getPositionAtTime(r.time, hints, d, state, dim)) << r.order;
+        EXPECT_EQ(d, Doubles(r.expected.begin(), r.expected.end())) << r.order;
     }
-    // Halfway between samples 2 and 3, linear: the mean, in both variants.
+    // The double variant sums in float too: its results are the float ones widened.
     hints.order = 1;
-    ASSERT_TRUE(fx.flt->getPositionAtTime(11.25f, hints, f, state, dim));
-    EXPECT_EQ(f, (std::vector<float>{2.5f, 5, 6.5f}));
-    ASSERT_TRUE(fx.flt->getPositionAtTime(11.25f, hints, d, state, dim));
-    EXPECT_EQ(d, (std::vector<double>{2.5, 5, 6.5}));
-    EXPECT_EQ(state, ZelHelperObj::kAnimated);
-    // A quarter of the way, in float arithmetic; the double variant is the float result widened.
-    ASSERT_TRUE(fx.flt->getPositionAtTime(11.125f, hints, f, state, dim));
-    ASSERT_TRUE(fx.flt->getPositionAtTime(11.125f, hints, d, state, dim));
-    EXPECT_EQ(f, (std::vector<float>{2.25f, 4.5f, 5.25f}));
-    for (size_t i = 0; i < 3; ++i) {
-        EXPECT_EQ(d[i], static_cast<double>(f[i]));
+    const HelperPtr<GeometryZelObj> frac = c->get<GeometryZelObj>(kFrac);
+    ASSERT_TRUE(frac->getPositionAtTime(11.3f, hints, f, state, dim));
+    ASSERT_TRUE(frac->getPositionAtTime(11.3f, hints, d, state, dim));
+    const float t = (11.3f - 11.0f) / 0.5f;
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(f[i], (1 - t) * frac0[i] + t * frac1[i]) << i;
+        EXPECT_EQ(d[i], double(f[i])) << i;
     }
-    // Quadratic over samples 2, 3, 4 (t = -0.5): exact for i and i².
-    hints.order = 2;
-    ASSERT_TRUE(fx.flt->getPositionAtTime(11.25f, hints, f, state, dim));
-    EXPECT_EQ(f, (std::vector<float>{2.5f, 5, 6.25f}));
-    // Cubic over samples 2..5 at t = -0.5.
-    hints.order = 3;
-    ASSERT_TRUE(fx.flt->getPositionAtTime(11.25f, hints, d, state, dim));
-    EXPECT_EQ(d, (std::vector<double>{2.5, 5, 6.25}));
-    // Order 4 falls back to the plain copy of the run's first sample; five samples from 2 would
-    // pass the end of this 6-sample cache, so the run was moved back to start at 1.
-    hints.order = 4;
-    ASSERT_TRUE(fx.flt->getPositionAtTime(11.25f, hints, f, state, dim));
-    EXPECT_EQ(f, (std::vector<float>{1, 2, 1}));
-    ASSERT_TRUE(fx.flt->getPositionAtTime(10.25f, hints, f, state, dim));
-    EXPECT_EQ(f, (std::vector<float>{0, 0, 0}));
-    // Before the first sample there is nothing to read.
-    hints.order = 1;
-    EXPECT_FALSE(fx.flt->getPositionAtTime(9, hints, f, state, dim));
+    EXPECT_NE(d[2], double(1 - t) * frac0[2] + double(t) * frac1[2]);
+
+    // Before the first sample there is nothing to read; outputs are reset.
+    EXPECT_FALSE(flt->getPositionAtTime(9, hints, f, state, dim));
     EXPECT_TRUE(f.empty());
-    EXPECT_EQ(state, ZelHelperObj::kStatic);
+    EXPECT_EQ(state, kStatic);
     EXPECT_EQ(dim, 0);
-}
-
-TEST(GeometryZelObj, DoublePositionsOnlyAtSamples) {
-    Fixture fx;
-    ZelInterpolationHints hints;
-    std::vector<float> f{1};
-    std::vector<double> d{1};
-    State state = ZelHelperObj::kAnimated;
-    int dim = 0;
-    EXPECT_FALSE(fx.dbl->getPositionAtTime(11.25f, hints, f, state, dim));
-    EXPECT_TRUE(f.empty());
-    EXPECT_FALSE(fx.dbl->getPositionAtTime(11.25f, hints, d, state, dim));
-    EXPECT_TRUE(d.empty());
-    ASSERT_TRUE(fx.dbl->getPositionAtTime(11.5f, hints, f, state, dim));
-    EXPECT_EQ(f, (std::vector<float>{3, 6, 9, 1}));
+    // Double positions can't be blended, only copied at a sample or at the ends.
+    d = {1};
+    f = {1};
+    EXPECT_FALSE(dbl->getPositionAtTime(11.25f, hints, f, state, dim));
+    EXPECT_FALSE(dbl->getPositionAtTime(11.25f, hints, d, state, dim));
+    EXPECT_TRUE(f.empty() && d.empty());
+    ASSERT_TRUE(dbl->getPositionAtTime(11.5f, hints, f, state, dim));
+    EXPECT_EQ(f, (Floats{3, 6, 9, 1}));
     EXPECT_EQ(dim, 4);
-    // At or after the last sample: the last sample's values.
-    ASSERT_TRUE(fx.dbl->getPositionAtTime(40, hints, d, state, dim));
-    EXPECT_EQ(d, (std::vector<double>{5, 10, 25, 1}));
-}
-
-TEST(GeometryZelObj, ShorterLaterSampleIsRefused) {
-    TempDir dir;
-    CacheBuilder b(2, 0, 1);
-    const int o = b.addObject("o");
-    b.addSampled<float>(0, o, "POSI", {0, 0, 0, 1, 1, 1}, 3);
-    b.addSampled<float>(1, o, "POSI", {2, 2, 2}, 3);
-    ZelRoMemCache cache;
-    ASSERT_TRUE(b.writeAndLoad(dir.file("c.zel"), cache));
-    HelperPtr<GeometryZelObj> g = build<GeometryZelObj>(ZelHelperObjFactory(&cache), o);
-    ZelInterpolationHints hints;
-    std::vector<float> f;
-    State state = ZelHelperObj::kStatic;
-    int dim = 0;
-    EXPECT_FALSE(g->getPositionAtTime(0.5f, hints, f, state, dim));
+    ASSERT_TRUE(dbl->getPositionAtTime(40, hints, d, state, dim));
+    EXPECT_EQ(d, (Doubles{5, 10, 25, 1}));
+    // A later sample shorter than the first is refused; a longer one is read to the first's end.
+    EXPECT_FALSE(c->get<GeometryZelObj>(kShorter)->getPositionAtTime(10.25f, hints, f, state, dim));
     EXPECT_TRUE(f.empty());
-    // Reading the other way round is fine: only the first sample's length is used.
-    CacheBuilder b2(2, 0, 1);
-    b2.addObject("o");
-    b2.addSampled<float>(0, 0, "POSI", {2, 2, 2}, 3);
-    b2.addSampled<float>(1, 0, "POSI", {0, 0, 0, 1, 1, 1}, 3);
-    ZelRoMemCache cache2;
-    ASSERT_TRUE(b2.writeAndLoad(dir.file("c2.zel"), cache2));
-    g = build<GeometryZelObj>(ZelHelperObjFactory(&cache2), 0);
-    ASSERT_TRUE(g->getPositionAtTime(0.5f, hints, f, state, dim));
-    EXPECT_EQ(f, (std::vector<float>{1, 1, 1}));
+    ASSERT_TRUE(c->get<GeometryZelObj>(kLonger)->getPositionAtTime(10.25f, hints, f, state, dim));
+    EXPECT_EQ(f, (Floats{1, 1, 1}));
 }
 
 TEST(GeometryZelObj, RestPoseFromTheFirstPrefAttribute) {
-    TempDir dir;
-    CacheBuilder b(2, 0, 1);
-    const int fl = b.addObject("fl");
-    b.addStatic<float>(fl, "POSI", {0, 0, 0});
-    b.addStaticAttr<int>(fl, "other", {1});
-    b.addStaticAttr<float>(fl, "rmanP__Pref", {1, 2, 3}, 0);
-    const int db = b.addObject("db");
-    b.addStatic<float>(db, "POSI", {0, 0, 0});
-    b.addStaticAttr<double>(db, "vorn_Pref", {4, 5}, 2);
-    b.addStaticAttr<float>(db, "rmanP__Pref", {9, 9}, 2);
-    const int none = b.addObject("none");
-    b.addStatic<float>(none, "POSI", {0, 0, 0});
-    ZelRoMemCache cache;
-    ASSERT_TRUE(b.writeAndLoad(dir.file("c.zel"), cache));
-    ZelHelperObjFactory factory(&cache);
-
-    HelperPtr<GeometryZelObj> g = build<GeometryZelObj>(factory, fl);
-    const std::vector<double>* dp = nullptr;
-    const std::vector<float>* fp = nullptr;
+    const auto c = load();
+    ASSERT_TRUE(c->loaded);
+    HelperPtr<GeometryZelObj> g = c->get<GeometryZelObj>(kPrefFloat);
+    const Doubles* dp = nullptr;
+    const Floats* fp = nullptr;
     int dim = -1;
     EXPECT_FALSE(g->getPrefData(dp, dim));
     EXPECT_EQ(dim, 0);
     ASSERT_TRUE(g->getPrefData(fp, dim));
-    EXPECT_EQ(*fp, (std::vector<float>{1, 2, 3}));
+    EXPECT_EQ(*fp, (Floats{1, 2, 3}));
     EXPECT_EQ(dim, 3);  // code 0 reads as 3
 
     // The first rest-pose attribute decides, even when a later one has the asked type.
-    g = build<GeometryZelObj>(factory, db);
+    g = c->get<GeometryZelObj>(kPrefDouble);
     ASSERT_TRUE(g->getPrefData(dp, dim));
-    EXPECT_EQ(*dp, (std::vector<double>{4, 5}));
+    EXPECT_EQ(*dp, (Doubles{4, 5}));
     EXPECT_EQ(dim, 2);
     EXPECT_FALSE(g->getPrefData(fp, dim));
     EXPECT_EQ(fp, nullptr);
-
-    g = build<GeometryZelObj>(factory, none);
-    EXPECT_FALSE(g->getPrefData(fp, dim));
+    EXPECT_FALSE(c->get<GeometryZelObj>(kNoPref)->getPrefData(fp, dim));
 }

@@ -2,91 +2,87 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "ZelRoMemCache.h"
-#include "support/CacheBuilder.h"
 #include "support/HelperFixture.h"
-#include "support/TempDir.h"
 
 using namespace Zel;
-using ZelTest::build;
 using ZelTest::CacheBuilder;
 using ZelTest::HelperPtr;
-using ZelTest::TempDir;
+using ZelTest::LoadedCache;
 
-TEST(LxCoordSystemZelObj, SettingsFromAttributesWithDefaults) {
-    TempDir dir;
+namespace {
+
+enum { kBare, kSet, kZero, kLocator };
+
+std::unique_ptr<LoadedCache> load() {
     CacheBuilder b(2, 0, 1);
-    const int bare = b.addObject("bare");
-    b.addStatic<int>(bare, "LXCS", {});
-    const int set = b.addObject("set");
-    b.addStatic<int>(set, "LXCS", {});
-    b.addStaticAttr<float>(set, "scoped", {0});  // not int32: default
-    b.addStaticAttr<int>(set, "useAsClippingPlane", {0});
-    b.addStaticAttr<std::string>(set, "parentRig", {"rig|main", "ignored"});
-    const int shape = b.addAnimatedAttr(set, "displayShape");
-    b.addAnimatedValue<int>(0, set, {3});
-    b.addAnimatedValue<int>(1, set, {5});
-    const int zero = b.addObject("zero");
-    b.addStatic<int>(zero, "LXCS", {});
-    b.addStaticAttr<int>(zero, "displayShape", {0});
-    b.addStaticAttr<int>(zero, "scoped", {0});
-    b.addStaticAttr<int>(zero, "parentRig", {1});
-    ZelRoMemCache cache;
-    ASSERT_TRUE(b.writeAndLoad(dir.file("c.zel"), cache));
-    const ZelHelperObjFactory factory(&cache);
-
-    HelperPtr<LxCoordSystemZelObj> cs = build<LxCoordSystemZelObj>(factory, bare);
-    ASSERT_NE(cs, nullptr);
-    EXPECT_TRUE(cs->scoped());
-    EXPECT_TRUE(cs->useAsClippingPlane());
-    EXPECT_EQ(cs->displayShape(), 1);
-    EXPECT_EQ(cs->parentRig(), "");
-
-    cs = build<LxCoordSystemZelObj>(factory, set);
-    EXPECT_EQ(shape, 0);
-    EXPECT_TRUE(cs->scoped());
-    EXPECT_FALSE(cs->useAsClippingPlane());
-    EXPECT_EQ(cs->displayShape(), 3);  // sample 0, even though it is animated
-    EXPECT_EQ(cs->parentRig(), "rig|main");
-
-    cs = build<LxCoordSystemZelObj>(factory, zero);
-    EXPECT_EQ(cs->displayShape(), 0);
-    EXPECT_FALSE(cs->scoped());
-    EXPECT_EQ(cs->parentRig(), "");
-}
-
-TEST(LocatorZelObj, LocatorsAndCoordinateSystemsAreDistinct) {
-    TempDir dir;
-    CacheBuilder b(1, 0, 1);
+    for (const char* name : {"bare", "set", "zero"}) {
+        b.addStatic<int>(b.addObject(name), "LXCS", {});
+    }
+    b.addStaticAttr<float>(kSet, "scoped", {0});  // not int32: the default
+    b.addStaticAttr<int>(kSet, "useAsClippingPlane", {0});
+    b.addStaticAttr<std::string>(kSet, "parentRig", {"rig|main", "ignored"});
+    b.addAnimatedAttr(kSet, "displayShape");  // sample 0 counts, even though it is animated
+    b.addAnimatedValue<int>(0, kSet, {3});
+    b.addAnimatedValue<int>(1, kSet, {5});
+    b.addStaticAttr<int>(kZero, "displayShape", {0});
+    b.addStaticAttr<int>(kZero, "scoped", {0});
+    b.addStaticAttr<int>(kZero, "parentRig", {1});  // not cstr: the default
     const int loc = b.addObject("loc");
     b.addStatic<int>(loc, "ELOC", {});
     b.addStatic<float>(loc, "BBOX", {-1, 1, -1, 1, -1, 1});
-    const int cs = b.addObject("cs");
-    b.addStatic<int>(cs, "LXCS", {});
-    ZelRoMemCache cache;
-    ASSERT_TRUE(b.writeAndLoad(dir.file("c.zel"), cache));
-    const ZelHelperObjFactory factory(&cache);
-    HelperPtr<LocatorZelObj> l = build<LocatorZelObj>(factory, loc);
-    HelperPtr<LxCoordSystemZelObj> c = build<LxCoordSystemZelObj>(factory, cs);
-    ASSERT_NE(l, nullptr);
-    ASSERT_NE(c, nullptr);
+    return std::make_unique<LoadedCache>(b);
+}
+
+}  // namespace
+
+TEST(LxCoordSystemZelObj, SettingsFromAttributesWithDefaults) {
+    const auto c = load();
+    ASSERT_TRUE(c->loaded);
+    const struct {
+        int object;
+        bool scoped;
+        bool clipping;
+        int shape;
+        std::string rig;
+    } expected[] = {
+        {kBare, true, true, 1, ""},
+        {kSet, true, false, 3, "rig|main"},
+        {kZero, false, true, 0, ""},
+    };
+    for (const auto& e : expected) {
+        const HelperPtr<LxCoordSystemZelObj> cs = c->get<LxCoordSystemZelObj>(e.object);
+        ASSERT_NE(cs, nullptr);
+        EXPECT_EQ(cs->scoped(), e.scoped) << e.object;
+        EXPECT_EQ(cs->useAsClippingPlane(), e.clipping) << e.object;
+        EXPECT_EQ(cs->displayShape(), e.shape) << e.object;
+        EXPECT_EQ(cs->parentRig(), e.rig) << e.object;
+    }
+}
+
+TEST(LocatorZelObj, LocatorsAndCoordinateSystemsAreDistinct) {
+    const auto c = load();
+    ASSERT_TRUE(c->loaded);
+    const HelperPtr<LocatorZelObj> l = c->get<LocatorZelObj>(kLocator);
+    const HelperPtr<LxCoordSystemZelObj> cs = c->get<LxCoordSystemZelObj>(kZero);
+    ASSERT_TRUE(l && cs);
     EXPECT_TRUE(l->isA("locator"));
     EXPECT_FALSE(l->isA("lxcoordsystem"));
-    EXPECT_TRUE(c->isA("lxcoordsystem"));
-    EXPECT_FALSE(c->isA("locator"));
-    EXPECT_EQ(dynamic_cast<LocatorZelObj*>(static_cast<ZelHelperObj*>(c.get())), nullptr);
+    EXPECT_TRUE(cs->isA("lxcoordsystem"));
+    EXPECT_FALSE(cs->isA("locator"));
+    EXPECT_EQ(dynamic_cast<LocatorZelObj*>(static_cast<ZelHelperObj*>(cs.get())), nullptr);
     // A locator answers the base questions, bounds included.
     std::vector<float> box;
     ZelHelperObj::AnimationState state = ZelHelperObj::kAnimated;
     ASSERT_TRUE(l->getBounds(0, box, state, true));
     EXPECT_EQ(box, (std::vector<float>{-1, -1, -1, 1, 1, 1}));
     EXPECT_EQ(l->getLeafName(), "loc");
-    LxCoordSystemZelObj copy(*c);
-    copy = *c;
-    EXPECT_TRUE(copy.scoped());
-    LocatorZelObj lcopy(*l);
-    EXPECT_EQ(lcopy.categories(), l->categories());
+    // Copies read the same object.
+    LxCoordSystemZelObj copy(*cs);
+    copy = *cs;
+    EXPECT_FALSE(copy.scoped());
+    EXPECT_EQ(LocatorZelObj(*l).categories(), l->categories());
 }

@@ -4,28 +4,39 @@
 
 #include <vector>
 
-#include "ZelRoMemCache.h"
-#include "support/CacheBuilder.h"
 #include "support/HelperFixture.h"
-#include "support/TempDir.h"
 
 using namespace Zel;
-using ZelTest::build;
 using ZelTest::CacheBuilder;
 using ZelTest::HelperPtr;
-using ZelTest::TempDir;
+using ZelTest::LoadedCache;
 
 namespace {
 
 using State = ZelHelperObj::AnimationState;
+using Ints = std::vector<int>;
+using Floats = std::vector<float>;
+using Doubles = std::vector<double>;
+constexpr State kStatic = ZelHelperObj::kStatic;
+constexpr State kAnimated = ZelHelperObj::kAnimated;
+
+using M = MeshZelObj;
+template <class T>
+using DataFn = bool (M::*)(int, const std::vector<T>*&, State&) const;
+template <class T>
+using CopyFn = bool (M::*)(int, std::vector<T>&, State&) const;
+
+int addMesh(CacheBuilder& b, const char* name) {
+    const int o = b.addObject(name);
+    b.addStatic<int>(o, "MESH", {});
+    return o;
+}
 
 }  // namespace
 
 TEST(MeshZelObj, TopologyNormalsAndVelocities) {
-    TempDir dir;
     CacheBuilder b(2, 0, 1);
-    const int o = b.addObject("quad");
-    b.addStatic<int>(o, "MESH", {});
+    const int o = addMesh(b, "quad");
     b.addStatic<int>(o, "PCNT", {4});
     b.addStatic<int>(o, "PIDS", {0, 1, 2, 3});
     b.addStatic<float>(o, "NCNT", {4});  // wrong element type
@@ -35,137 +46,121 @@ TEST(MeshZelObj, TopologyNormalsAndVelocities) {
         b.addSampled<float>(s, o, "PONO", {0, 1, 0});
         b.addSampled<float>(s, o, "VELO", {0.5f * static_cast<float>(s), 0, 0});
     }
-    ZelRoMemCache cache;
-    ASSERT_TRUE(b.writeAndLoad(dir.file("c.zel"), cache));
-    HelperPtr<MeshZelObj> m = build<MeshZelObj>(ZelHelperObjFactory(&cache), o);
+    LoadedCache c(b);
+    ASSERT_TRUE(c.loaded);
+    const HelperPtr<MeshZelObj> m = c.get<MeshZelObj>(o);
     ASSERT_NE(m, nullptr);
 
-    const std::vector<int>* ip = nullptr;
-    State state = ZelHelperObj::kAnimated;
-    ASSERT_TRUE(m->getPcnts(1, ip, state));
-    EXPECT_EQ(*ip, std::vector<int>{4});
-    EXPECT_EQ(state, ZelHelperObj::kStatic);
-    ASSERT_TRUE(m->getNids(1, ip, state));
-    EXPECT_EQ(*ip, (std::vector<int>{1, 1, 1, 1}));
-    EXPECT_EQ(state, ZelHelperObj::kAnimated);
-    EXPECT_FALSE(m->getNcnts(1, ip, state));
-    EXPECT_EQ(ip, nullptr);
-    EXPECT_EQ(state, ZelHelperObj::kStatic);
+    // Pointers set null and kStatic first; copies leave output and state alone on failure.
+    const struct {
+        DataFn<int> data;
+        CopyFn<int> copy;
+        bool ok;
+        Ints values;
+        State state;
+    } lists[] = {
+        {&M::getPcnts, &M::getFaceVertexCnts, true, {4}, kStatic},
+        {&M::getPids, &M::getFaceVertexIds, true, {0, 1, 2, 3}, kStatic},
+        {&M::getNcnts, &M::getFaceNormalVertexCnts, false, {9}, kStatic},
+        {&M::getNids, &M::getFaceNormalVertexIds, true, {1, 1, 1, 1}, kAnimated},
+    };
+    for (const auto& r : lists) {
+        const Ints sentinel{9};
+        const Ints* p = &sentinel;
+        State state = kAnimated;
+        EXPECT_EQ(((*m).*r.data)(1, p, state), r.ok) << r.values[0];
+        EXPECT_EQ(p ? *p : Ints{9}, r.values);
+        EXPECT_EQ(state, r.ok ? r.state : kStatic);
+        Ints v = sentinel;
+        const State before = r.state == kStatic ? kAnimated : kStatic;
+        state = before;
+        EXPECT_EQ(((*m).*r.copy)(1, v, state), r.ok);
+        EXPECT_EQ(v, r.values);
+        EXPECT_EQ(state, r.ok ? r.state : before);
+    }
 
-    std::vector<int> ints{9};
-    state = ZelHelperObj::kAnimated;
-    EXPECT_FALSE(m->getFaceNormalVertexCnts(0, ints, state));
-    EXPECT_EQ(ints, std::vector<int>{9});
-    EXPECT_EQ(state, ZelHelperObj::kAnimated);  // set only on success
-    ASSERT_TRUE(m->getFaceVertexIds(0, ints, state));
-    EXPECT_EQ(ints, (std::vector<int>{0, 1, 2, 3}));
-    EXPECT_EQ(state, ZelHelperObj::kStatic);
-    ASSERT_TRUE(m->getFaceVertexCnts(0, ints, state));
-    EXPECT_EQ(ints, std::vector<int>{4});
-    ASSERT_TRUE(m->getFaceNormalVertexIds(0, ints, state));
-    EXPECT_EQ(ints, (std::vector<int>{0, 0, 0, 0}));
-    EXPECT_EQ(state, ZelHelperObj::kAnimated);
-    ASSERT_TRUE(m->getPids(0, ip, state));
-
-    // Normals stored as double: pointer only as double, copies in either type.
-    const std::vector<float>* fp = nullptr;
-    const std::vector<double>* dp = nullptr;
-    EXPECT_FALSE(m->getNormalData(1, fp, state));
-    ASSERT_TRUE(m->getNormalData(1, dp, state));
-    EXPECT_EQ(*dp, (std::vector<double>{0, 0, 2}));
-    std::vector<float> f;
-    ASSERT_TRUE(m->getNormals(1, f, state));
-    EXPECT_EQ(f, (std::vector<float>{0, 0, 2}));
-    EXPECT_EQ(state, ZelHelperObj::kAnimated);
-
-    EXPECT_FALSE(m->getFaceNormalData(0, dp, state));
-    ASSERT_TRUE(m->getFaceNormalData(0, fp, state));
-    std::vector<double> d;
-    ASSERT_TRUE(m->getFaceNormals(0, d, state));
-    EXPECT_EQ(d, (std::vector<double>{0, 1, 0}));
-    ASSERT_TRUE(m->getFaceNormals(0, f, state));
-
-    ASSERT_TRUE(m->getVelocityData(1, fp, state));
-    EXPECT_EQ(*fp, (std::vector<float>{0.5f, 0, 0}));
-    EXPECT_FALSE(m->getVelocityData(1, dp, state));
-    ASSERT_TRUE(m->getVelocity(1, d, state));
-    EXPECT_EQ(d, (std::vector<double>{0.5, 0, 0}));
-    ASSERT_TRUE(m->getVelocity(1, f, state));
-    // Nothing at sample 4: outputs stay as they were.
-    state = ZelHelperObj::kAnimated;
-    EXPECT_FALSE(m->getVelocity(4, d, state));
-    EXPECT_EQ(d, (std::vector<double>{0.5, 0, 0}));
-    EXPECT_EQ(state, ZelHelperObj::kAnimated);
+    // Real lists at sample 1: pointers only in the stored type, copies in either.
+    auto reals = [&m](DataFn<float> floatData, DataFn<double> doubleData, CopyFn<float> floatCopy,
+                      CopyFn<double> doubleCopy, bool stored, const Doubles& values) {
+        const Floats* fp = nullptr;
+        const Doubles* dp = nullptr;
+        State fs = kAnimated;
+        State ds = kAnimated;
+        EXPECT_EQ(((*m).*floatData)(1, fp, fs), !stored);
+        EXPECT_EQ(((*m).*doubleData)(1, dp, ds), stored);
+        EXPECT_EQ(fs, stored ? kStatic : kAnimated);
+        EXPECT_EQ(ds, stored ? kAnimated : kStatic);
+        ASSERT_EQ(fp == nullptr, stored);
+        ASSERT_EQ(dp == nullptr, !stored);
+        EXPECT_EQ(stored ? *dp : Doubles(fp->begin(), fp->end()), values);
+        Floats f;
+        Doubles d;
+        State state = kStatic;
+        ASSERT_TRUE(((*m).*floatCopy)(1, f, state) && ((*m).*doubleCopy)(1, d, state));
+        EXPECT_EQ(d, values);
+        EXPECT_EQ(Doubles(f.begin(), f.end()), values);
+        EXPECT_EQ(state, kAnimated);
+        // Nothing at sample 4: output and state stay as they were.
+        EXPECT_FALSE(((*m).*doubleCopy)(4, d, state));
+        EXPECT_EQ(d, values);
+        EXPECT_EQ(state, kAnimated);
+    };
+    reals(&M::getNormalData, &M::getNormalData, &M::getNormals, &M::getNormals, true, {0, 0, 2});
+    reals(&M::getFaceNormalData, &M::getFaceNormalData, &M::getFaceNormals, &M::getFaceNormals,
+          false, {0, 1, 0});
+    reals(&M::getVelocityData, &M::getVelocityData, &M::getVelocity, &M::getVelocity, false,
+          {0.5, 0, 0});
 }
 
 TEST(MeshZelObj, RestPoseCopyTriesDoubleThenFloat) {
-    TempDir dir;
     CacheBuilder b(1, 0, 1);
-    const int fl = b.addObject("fl");
-    b.addStatic<int>(fl, "MESH", {});
+    const int fl = addMesh(b, "fl");
     b.addStaticAttr<float>(fl, "rmanP__Pref", {0.25f, 1, 2});
-    const int db = b.addObject("db");
-    b.addStatic<int>(db, "MESH", {});
+    const int db = addMesh(b, "db");
     b.addStaticAttr<double>(db, "vorn_Pref", {0.1, 1, 2});
-    const int none = b.addObject("none");
-    b.addStatic<int>(none, "MESH", {});
-    ZelRoMemCache cache;
-    ASSERT_TRUE(b.writeAndLoad(dir.file("c.zel"), cache));
-    const ZelHelperObjFactory factory(&cache);
+    const int none = addMesh(b, "none");
+    LoadedCache c(b);
+    ASSERT_TRUE(c.loaded);
 
-    HelperPtr<MeshZelObj> m = build<MeshZelObj>(factory, fl);
-    const std::vector<double>* dp = nullptr;
+    HelperPtr<MeshZelObj> m = c.get<MeshZelObj>(fl);
+    const Doubles* dp = nullptr;
     int dim = 0;
     EXPECT_FALSE(m->getPrefData(dp, dim));
-    std::vector<double> d;
+    Doubles d;
     ASSERT_TRUE(m->getPref(d));
-    EXPECT_EQ(d, (std::vector<double>{0.25, 1, 2}));
-
-    m = build<MeshZelObj>(factory, db);
-    std::vector<float> f;
-    ASSERT_TRUE(m->getPref(f));
-    EXPECT_EQ(f, (std::vector<float>{0.1f, 1, 2}));
-
-    m = build<MeshZelObj>(factory, none);
+    EXPECT_EQ(d, (Doubles{0.25, 1, 2}));
+    Floats f;
+    ASSERT_TRUE(c.get<MeshZelObj>(db)->getPref(f));
+    EXPECT_EQ(f, (Floats{0.1f, 1, 2}));
     f = {7};
-    EXPECT_FALSE(m->getPref(f));
-    EXPECT_EQ(f, std::vector<float>{7});
+    EXPECT_FALSE(c.get<MeshZelObj>(none)->getPref(f));
+    EXPECT_EQ(f, Floats{7});
 }
 
 TEST(MeshZelObj, SubdivisionUnlessTheShapeTypeSaysOtherwise) {
-    TempDir dir;
     CacheBuilder b(2, 0, 1);
-    auto mesh = [&](const char* name) {
-        const int o = b.addObject(name);
-        b.addStatic<int>(o, "MESH", {});
-        return o;
-    };
-    const int bare = mesh("bare");
-    const int one = mesh("one");
+    const int bare = addMesh(b, "bare");
+    const int one = addMesh(b, "one");
     b.addSampled<int>(0, one, "MSPT", {1});
-    const int zero = mesh("zero");
+    const int zero = addMesh(b, "zero");
     b.addStatic<int>(zero, "MSPT", {0});
-    const int attr = mesh("attr");
+    const int attr = addMesh(b, "attr");
     b.addStatic<int>(attr, "MSPT", {0});
     b.addStaticAttr<int>(attr, "mdShapeType", {2});
-    const int floatAttr = mesh("floatAttr");
+    const int floatAttr = addMesh(b, "floatAttr");  // another type ends the walk: "MSPT" decides
     b.addStaticAttr<float>(floatAttr, "mdShapeType", {1});
+    b.addStaticAttr<int>(floatAttr, "mdShapeType", {0});  // never reached
     b.addStatic<int>(floatAttr, "MSPT", {3});
-    const int laterSample = mesh("laterSample");
+    const int laterSample = addMesh(b, "laterSample");  // only the first time's sample is asked
     b.addSampled<int>(1, laterSample, "MSPT", {1});
-    const int floatChunk = mesh("floatChunk");
+    const int floatChunk = addMesh(b, "floatChunk");
     b.addStatic<float>(floatChunk, "MSPT", {1});
-    ZelRoMemCache cache;
-    ASSERT_TRUE(b.writeAndLoad(dir.file("c.zel"), cache));
-    const ZelHelperObjFactory factory(&cache);
-    auto isSubd = [&](int o) { return build<MeshZelObj>(factory, o)->isSubd(); };
-    EXPECT_TRUE(isSubd(bare));
-    EXPECT_FALSE(isSubd(one));
-    EXPECT_TRUE(isSubd(zero));
-    EXPECT_FALSE(isSubd(attr));
-    // A shape type attribute of another type ends the walk; the chunk then decides.
-    EXPECT_FALSE(isSubd(floatAttr));
-    // Only the sample at the first time is asked.
-    EXPECT_TRUE(isSubd(laterSample));
-    EXPECT_TRUE(isSubd(floatChunk));
+    LoadedCache c(b);
+    ASSERT_TRUE(c.loaded);
+    const std::pair<int, bool> expected[] = {
+        {bare, true},       {one, false},        {zero, true},      {attr, false},
+        {floatAttr, false}, {laterSample, true}, {floatChunk, true}};
+    for (const auto& e : expected) {
+        EXPECT_EQ(c.get<MeshZelObj>(e.first)->isSubd(), e.second) << e.first;
+    }
 }

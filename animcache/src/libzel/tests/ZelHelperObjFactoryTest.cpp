@@ -12,24 +12,17 @@
 #include "MeshZelObj.h"
 #include "NurbsZelObj.h"
 #include "TransformZelObj.h"
-#include "ZelRoMemCache.h"
-#include "support/CacheBuilder.h"
 #include "support/HelperFixture.h"
-#include "support/TempDir.h"
 
 using namespace Zel;
 using ZelTest::CacheBuilder;
 using ZelTest::HelperPtr;
-using ZelTest::TempDir;
-
-namespace {
+using ZelTest::LoadedCache;
 
 using Categories = std::set<std::string>;
 
-}  // namespace
-
 TEST(ZelHelperObjFactory, ClassChoiceFollowsTheFixedTagOrder) {
-    TempDir dir;
+    // Each object carries the tag of its class and the next one in the order.
     CacheBuilder b(2, 0, 1);
     const int xfrmMesh = b.addObject("xfrmMesh");
     b.addStatic<float>(xfrmMesh, "MESH", {});
@@ -54,16 +47,14 @@ TEST(ZelHelperObjFactory, ClassChoiceFollowsTheFixedTagOrder) {
     b.addSampled<float>(0, geometry, "POSI", {1, 2, 3});
     const int plain = b.addObject("plain");
     b.addSampled<float>(1, plain, "MESH", {});  // only the first sample is asked
-    ZelRoMemCache cache;
-    ASSERT_TRUE(b.writeAndLoad(dir.file("c.zel"), cache));
-    const ZelHelperObjFactory factory(&cache);
+    LoadedCache c(b);
+    ASSERT_TRUE(c.loaded);
 
-    struct Expect {
+    const struct {
         int object;
         const std::type_info& type;
         Categories categories;
-    };
-    const Expect expected[] = {
+    } expected[] = {
         {xfrmMesh, typeid(TransformZelObj), {"helperObj", "transform"}},
         {meshNurbs, typeid(MeshZelObj), {"geometry", "helperObj", "mesh"}},
         {surface, typeid(NurbsSurfaceZelObj), {"geometry", "helperObj", "nurbssurface"}},
@@ -75,51 +66,47 @@ TEST(ZelHelperObjFactory, ClassChoiceFollowsTheFixedTagOrder) {
         {42, typeid(ZelHelperObj), {"helperObj"}},
         {-1, typeid(ZelHelperObj), {"helperObj"}},
     };
-    for (const Expect& e : expected) {
-        HelperPtr<ZelHelperObj> obj(factory.zelObjBuilder(e.object));
+    for (const auto& e : expected) {
+        HelperPtr<ZelHelperObj> obj(c.factory.zelObjBuilder(e.object));
         ASSERT_NE(obj, nullptr);
         EXPECT_EQ(typeid(*obj), e.type) << e.object;
         EXPECT_EQ(obj->categories(), e.categories) << e.object;
         EXPECT_EQ(obj->getObjectIndex(), e.object);
-        for (const char* c : {"helperObj", "geometry", "mesh", "nurbssurface", "transform"}) {
-            EXPECT_EQ(obj->isA(c), e.categories.count(c) == 1) << e.object << " " << c;
+        for (const char* name : {"helperObj", "geometry", "mesh", "nurbssurface", "transform"}) {
+            EXPECT_EQ(obj->isA(name), e.categories.count(name) == 1) << e.object << " " << name;
         }
     }
-
     // Copies keep the class's categories.
-    HelperPtr<NurbsSurfaceZelObj> s = ZelTest::build<NurbsSurfaceZelObj>(factory, surface);
+    HelperPtr<NurbsSurfaceZelObj> s = c.get<NurbsSurfaceZelObj>(surface);
     ASSERT_NE(s, nullptr);
-    NurbsSurfaceZelObj copy(*s);
+    const NurbsSurfaceZelObj copy(*s);
     EXPECT_EQ(copy.categories(), s->categories());
     EXPECT_EQ(copy.getName(), "surface");
 }
 
 TEST(ZelHelperObjFactory, ObjectNamesStopAtAnEmptyName) {
-    TempDir dir;
     CacheBuilder b(0, 0, 1);
-    b.addObject("a|first");
-    b.addObject("second");
-    b.addObject("");
-    b.addObject("fourth");
-    ZelRoMemCache cache;
-    ASSERT_TRUE(b.writeAndLoad(dir.file("c.zel"), cache));
+    for (const char* name : {"a|first", "second", "", "fourth"}) {
+        b.addObject(name);
+    }
+    LoadedCache c(b);
+    CacheBuilder e(0, 0, 1);
+    LoadedCache empty(e);
+    ASSERT_TRUE(c.loaded && empty.loaded);
     std::vector<std::string> names{"stale"};
-    EXPECT_FALSE(ZelHelperObjFactory(&cache).getObjectNames(names));
+    EXPECT_FALSE(c.factory.getObjectNames(names));
     EXPECT_EQ(names, (std::vector<std::string>{"a|first", "second"}));
-
-    CacheBuilder empty(0, 0, 1);
-    ZelRoMemCache emptyCache;
-    ASSERT_TRUE(empty.writeAndLoad(dir.file("e.zel"), emptyCache));
-    EXPECT_TRUE(ZelHelperObjFactory(&emptyCache).getObjectNames(names));
+    EXPECT_TRUE(empty.factory.getObjectNames(names));
     EXPECT_TRUE(names.empty());
 
+    // Without a cache: no names, but still a plain object; assignment and copies take the cache.
     names.push_back("stale");
     ZelHelperObjFactory none(nullptr);
     EXPECT_FALSE(none.getObjectNames(names));
     EXPECT_TRUE(names.empty());
-    // Without a cache the factory still builds a plain object.
-    HelperPtr<ZelHelperObj> obj(none.zelObjBuilder(0));
-    EXPECT_EQ(obj->categories(), Categories{"helperObj"});
-    none = ZelHelperObjFactory(&cache);
-    EXPECT_TRUE(ZelHelperObjFactory(none).getObjectNames(names) == false && names.size() == 2);
+    EXPECT_EQ(HelperPtr<ZelHelperObj>(none.zelObjBuilder(0))->categories(),
+              Categories{"helperObj"});
+    none = c.factory;
+    EXPECT_FALSE(ZelHelperObjFactory(none).getObjectNames(names));
+    EXPECT_EQ(names.size(), 2u);
 }

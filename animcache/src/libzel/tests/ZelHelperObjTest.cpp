@@ -3,168 +3,185 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "ZelRoMemCache.h"
-#include "support/CacheBuilder.h"
 #include "support/HelperFixture.h"
-#include "support/TempDir.h"
 
 using namespace Zel;
 using ZelTest::CacheBuilder;
-using ZelTest::TempDir;
+using ZelTest::LoadedCache;
 
 namespace {
+
+using State = ZelHelperObj::AnimationState;
+constexpr State kStatic = ZelHelperObj::kStatic;
+constexpr State kAnimated = ZelHelperObj::kAnimated;
+using Floats = std::vector<float>;
+using Doubles = std::vector<double>;
 
 // Opens the protected services to the tests.
 class Probe : public ZelHelperObj {
   public:
-    Probe(ZelRoMemCache* cache, int object) : ZelHelperObj(cache, object) {}
+    Probe(LoadedCache& c, int object) : ZelHelperObj(&c.cache, object) {}
     using ZelHelperObj::getAttrDataChunk;
     using ZelHelperObj::getEvalTimeAndSampleIndices;
     using ZelHelperObj::getZelLeafData;
 };
 
-// Samples i = 0..n-1 at times 1 + i, with one object "obj" whose animated double attribute "a"
-// holds (i, i², i³) at sample i.
-void buildPowers(CacheBuilder& b, int n) {
+// An object "obj" whose animated double attribute holds (i, i², i³) at sample i, 0 <= i < n.
+int addPowers(CacheBuilder& b, int n) {
     const int o = b.addObject("obj");
     b.addAnimatedAttr(o, "a");
     for (int i = 0; i < n; ++i) {
         const double x = i;
         b.addAnimatedValue<double>(i, o, {x, x * x, x * x * x}, 3);
     }
+    return o;
 }
 
-struct Choice {
-    bool good;
-    std::vector<int> samples;
-    std::vector<float> times;
-};
-
-Choice choose(const Probe& p, int order, float time) {
-    ZelInterpolationHints hints;
-    hints.order = order;
-    Choice c;
-    c.good = p.getEvalTimeAndSampleIndices(time, hints, c.samples, c.times);
-    return c;
+// Object 0, "|root|grp|shape", has animated attributes "d" (double pairs (0.5 + s, 1.5),
+// dimension 2) and "big" (int64), static ones "names" (strings) and "ints" (4, 5, 6, dimension
+// 3), and chunks "BOTH" (definition and sample 0), "STAT" (double, dimension code 9), "ANIM"
+// (int32, code 5) and a group "GRUP" holding "DEEP" in sample 0. Object 1, "plain", has nothing;
+// object 2 is named "grp|".
+enum { kShape, kPlain, kSlash, kD = 0, kBig = 1, kNames = 2, kInts = 3 };
+std::unique_ptr<LoadedCache> loadObjects() {
+    CacheBuilder b(2, 0, 1);
+    for (const char* name : {"|root|grp|shape", "plain", "grp|"}) {
+        b.addObject(name);
+    }
+    b.addAnimatedAttr(kShape, "d");
+    b.addAnimatedAttr(kShape, "big");
+    for (int s = 0; s < 2; ++s) {
+        b.addAnimatedValue<double>(s, kShape, {0.5 + s, 1.5}, 2);
+        b.addAnimatedValue<int64>(s, kShape, {int64(1) << 40});
+    }
+    b.addStaticAttr<std::string>(kShape, "names", {"x", "yz"});
+    b.addStaticAttr<int>(kShape, "ints", {4, 5, 6}, 3);
+    b.addStatic<float>(kShape, "BOTH", {1});
+    b.addStatic<double>(kShape, "STAT", {2}, 9);
+    b.addSampled<float>(0, kShape, "BOTH", {5});
+    b.addSampled<int>(0, kShape, "ANIM", {3}, 5);
+    auto* nested = new ZelGroupChunk(makeTag("GRUP"));
+    nested->addChild(new ZelLeafChunk<int>(makeTag("DEEP"), std::vector<int>{4}));
+    b.sampleGroup(0, kShape).addChild(nested);
+    return std::make_unique<LoadedCache>(b);
 }
 
 }  // namespace
 
-TEST(ZelHelperObj, NamesAndAttributeDefinitions) {
-    TempDir dir;
-    CacheBuilder b(2, 0, 1);
-    const int shape = b.addObject("|root|grp|shape");
-    b.addAnimatedAttr(shape, "anim0");
-    b.addAnimatedAttr(shape, "anim1");
-    b.addStaticAttr<int>(shape, "still", {7});
-    const int plain = b.addObject("plain");
-    const int slash = b.addObject("grp|");
-    for (int s = 0; s < 2; ++s) {
-        b.addAnimatedValue<float>(s, shape, {1});
-        b.addAnimatedValue<float>(s, shape, {2});
-    }
-    ZelRoMemCache cache;
-    ASSERT_TRUE(b.writeAndLoad(dir.file("c.zel"), cache));
-
-    Probe p(&cache, shape);
+TEST(ZelHelperObj, DefinitionQueriesAndChunkLookup) {
+    const auto c = loadObjects();
+    ASSERT_TRUE(c->loaded);
+    Probe p(*c, kShape);
     EXPECT_EQ(p.getName(), "|root|grp|shape");
     EXPECT_EQ(p.getLeafName(), "shape");
-    EXPECT_EQ(Probe(&cache, plain).getLeafName(), "plain");
-    EXPECT_EQ(Probe(&cache, slash).getLeafName(), "");
-    EXPECT_EQ(p.getParentCache(), &cache);
-    EXPECT_EQ(p.getNumAttrs(), 3);
-    EXPECT_EQ(p.findAttr("still"), 2);
-    EXPECT_EQ(p.findAttr("anim1"), 1);
+    EXPECT_EQ(Probe(*c, kPlain).getLeafName(), "plain");
+    EXPECT_EQ(Probe(*c, kSlash).getLeafName(), "");
+    EXPECT_EQ(p.getParentCache(), &c->cache);
+    EXPECT_EQ(p.getNumAttrs(), 4);
+    EXPECT_EQ(p.findAttr("ints"), kInts);
+    EXPECT_EQ(p.findAttr("big"), kBig);
     EXPECT_EQ(p.findAttr("missing"), -1);
-    EXPECT_EQ(p.getAttrName(2), "still");
+    EXPECT_EQ(p.getAttrName(kNames), "names");
     EXPECT_EQ(p.getAttrType(0), "t");
-    EXPECT_EQ(p.isAttrAnimated(1), ZelHelperObj::kAnimated);
-    EXPECT_EQ(p.isAttrAnimated(2), ZelHelperObj::kStatic);
-    EXPECT_THROW(p.isAttrAnimated(3), bool);
-
-    Probe none(&cache, plain);
-    EXPECT_EQ(none.getNumAttrs(), 0);
-    EXPECT_EQ(none.findAttr("still"), -1);
-    EXPECT_EQ(none.isAttrAnimated(0), ZelHelperObj::kStatic);
-
-    // An index outside the cache reads as an object with nothing.
-    Probe outside(&cache, 9);
-    EXPECT_EQ(outside.getName(), "");
-    EXPECT_EQ(outside.getNumAttrs(), 0);
-    EXPECT_FALSE(outside.objectHas(makeTag("DATR")));
-
+    EXPECT_EQ(p.isAttrAnimated(kBig), kAnimated);
+    EXPECT_EQ(p.isAttrAnimated(kNames), kStatic);
+    EXPECT_THROW(p.isAttrAnimated(4), bool);
+    // Without attributes, and outside the cache.
+    EXPECT_EQ(Probe(*c, kPlain).getNumAttrs(), 0);
+    EXPECT_EQ(Probe(*c, kPlain).findAttr("ints"), -1);
+    EXPECT_EQ(Probe(*c, kPlain).isAttrAnimated(0), kStatic);
+    EXPECT_EQ(Probe(*c, 9).getName(), "");
+    EXPECT_EQ(Probe(*c, 9).getNumAttrs(), 0);
+    EXPECT_FALSE(Probe(*c, 9).objectHas(makeTag("DATR")));
     // Copies share cache, index and categories.
-    Probe copy(&cache, plain);
+    Probe copy(*c, kPlain);
     copy = p;
     EXPECT_EQ(copy.getName(), p.getName());
-    copy = copy;
-    EXPECT_EQ(copy.getObjectIndex(), shape);
+    EXPECT_EQ(copy.getObjectIndex(), kShape);
     EXPECT_EQ(copy.categories(), std::set<std::string>{"helperObj"});
-}
 
-TEST(ZelHelperObj, ChunkLookupReportsWhereTheChunkCameFrom) {
-    TempDir dir;
-    CacheBuilder b(2, 0, 1);
-    const int o = b.addObject("obj");
-    b.addStatic<float>(o, "BOTH", {1});
-    b.addStatic<double>(o, "STAT", {2}, 9);
-    b.addSampled<float>(0, o, "BOTH", {5});
-    b.addSampled<int>(0, o, "ANIM", {3}, 5);
-    auto* nested = new ZelGroupChunk(makeTag("GRUP"));
-    nested->addChild(new ZelLeafChunk<int>(makeTag("DEEP"), std::vector<int>{4}));
-    b.sampleGroup(0, o).addChild(nested);
-    ZelRoMemCache cache;
-    ASSERT_TRUE(b.writeAndLoad(dir.file("c.zel"), cache));
-    Probe p(&cache, o);
-
-    const ZelChunk* c = nullptr;
-    EXPECT_EQ(p.findChunk(0, makeTag("BOTH"), c), ZelHelperObj::kStatic);
-    ASSERT_NE(c, nullptr);
-    EXPECT_EQ(dynamic_cast<const ZelLeafChunk<float>*>(c)->values(), std::vector<float>{1});
-    EXPECT_EQ(p.findChunk(0, makeTag("ANIM"), c), ZelHelperObj::kAnimated);
-    EXPECT_EQ(ZelHelperObj::getDimension(c), 0);  // code 5 names no component count
-    EXPECT_EQ(p.findChunk(0, makeTag("DEEP"), c), ZelHelperObj::kAnimated);
-    EXPECT_EQ(p.findChunk(1, makeTag("ANIM"), c), ZelHelperObj::kStatic);
-    EXPECT_EQ(c, nullptr);
-    p.findChunk(1, makeTag("STAT"), c);
-    EXPECT_EQ(ZelHelperObj::getDimension(c), 9);
-
-    const ZelGroupChunk* g = cache.getSample(0, o);
+    // The definition wins over the sample; the sample's nested groups are searched too.
+    const ZelChunk* chunk = nullptr;
+    EXPECT_EQ(p.findChunk(0, makeTag("BOTH"), chunk), kStatic);
+    ASSERT_NE(chunk, nullptr);
+    EXPECT_EQ(dynamic_cast<const ZelLeafChunk<float>*>(chunk)->values(), Floats{1});
+    EXPECT_EQ(p.findChunk(0, makeTag("ANIM"), chunk), kAnimated);
+    EXPECT_EQ(p.findChunk(0, makeTag("DEEP"), chunk), kAnimated);
+    EXPECT_EQ(p.findChunk(1, makeTag("ANIM"), chunk), kStatic);
+    EXPECT_EQ(chunk, nullptr);
+    const ZelGroupChunk* g = c->cache.getSample(0, kShape);
     ASSERT_NE(g, nullptr);
-    EXPECT_NE(ZelHelperObj::searchChunk(g, makeTag("GRUP")), nullptr);
+    EXPECT_NE(ZelHelperObj::searchChunk(g, makeTag("ATRS")), nullptr);  // the first child
     EXPECT_EQ(ZelHelperObj::searchChunk(g, makeTag("DEEP")), nullptr);
-
     EXPECT_EQ(p.getObjectType(makeTag("STAT")), "double");
     EXPECT_EQ(p.getObjectType(makeTag("ANIM")), "int32");
     EXPECT_EQ(p.getObjectType(makeTag("NONE")), "undef");
-
-    EXPECT_EQ(p.isAnimated(makeTag("ANIM")), ZelHelperObj::kAnimated);
-    EXPECT_EQ(p.isAnimated(makeTag("BOTH")), ZelHelperObj::kStatic);
-    EXPECT_EQ(p.isAnimated(), ZelHelperObj::kStatic);
-    EXPECT_TRUE(ZelHelperObj::isAnimated(static_cast<ZelHelperObj::AnimationState>(2)));
-    EXPECT_FALSE(ZelHelperObj::isAnimated(ZelHelperObj::kStatic));
+    EXPECT_EQ(p.isAnimated(makeTag("ANIM")), kAnimated);
+    EXPECT_EQ(p.isAnimated(makeTag("BOTH")), kStatic);
+    EXPECT_EQ(p.isAnimated(), kStatic);
+    EXPECT_TRUE(ZelHelperObj::isAnimated(static_cast<State>(2)));
+    EXPECT_FALSE(ZelHelperObj::isAnimated(kStatic));
     EXPECT_TRUE(p.objectHas(makeTag("ANIM")));
     EXPECT_FALSE(p.objectHas(makeTag("NONE")));
 }
 
-TEST(ZelHelperObj, DimensionCodes) {
+TEST(ZelHelperObj, AttributeValuesByPointerAndCopy) {
+    const auto c = loadObjects();
+    ASSERT_TRUE(c->loaded);
+    Probe p(*c, kShape);
+    const Doubles* dp = nullptr;
+    int dim = 0;
+    ASSERT_TRUE(p.getAttrData(1, kD, dp, dim));
+    EXPECT_EQ(*dp, (Doubles{1.5, 1.5}));
+    EXPECT_EQ(dim, 2);
+    EXPECT_EQ(dp, &dynamic_cast<const ZelLeafChunk<double>*>(p.getAttrDataChunk(1, kD))->values());
+    // A float read of double values fails and leaves the caller's vector alone.
+    Floats floats{9, 9};
+    const Floats* fp = &floats;
+    EXPECT_FALSE(p.getAttrData(0, kD, fp, dim));
+    EXPECT_EQ(fp, nullptr);
+    EXPECT_FALSE(p.getAttr(0, kD, floats, dim));
+    EXPECT_EQ(floats, (Floats{9, 9}));
+
+    Doubles doubles;
+    std::vector<int64> big;
+    std::vector<int> iv;
+    std::vector<std::string> sv;
+    ASSERT_TRUE(p.getAttr(0, kD, doubles, dim) && p.getAttr(1, kBig, big, dim) &&
+                p.getAttr(0, kNames, sv) && p.getAttr(1, kInts, iv, dim));
+    EXPECT_EQ(doubles, (Doubles{0.5, 1.5}));
+    EXPECT_EQ(big, std::vector<int64>{int64(1) << 40});
+    EXPECT_EQ(sv, (std::vector<std::string>{"x", "yz"}));
+    EXPECT_EQ(iv, (std::vector<int>{4, 5, 6}));
+    EXPECT_EQ(dim, 3);
+    EXPECT_EQ(p.getAttrDataType(0, kD), "double");
+    EXPECT_EQ(p.getAttrDataType(0, kBig), "int64");
+    EXPECT_EQ(p.getAttrDataType(0, kNames), "cstr");
+    // No sample 5: the cache reports the missing "ATRS" group.
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(p.getAttrDataType(5, kD), "undef");
+    EXPECT_FALSE(p.getAttr(5, kD, doubles, dim));
+    const std::string missing = "ATRS GROUP chunk missing for object at 0\n";
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), missing + missing);
+}
+
+TEST(ZelHelperObj, DimensionCodesAndExactLeafTypes) {
     const int expected[17] = {0, 1, 2, 3, 4, 0, 0, 0, 0, 9, 0, 0, 0, 0, 0, 0, 16};
     for (int code = 0; code <= 16; ++code) {
         ZelLeafChunk<float> leaf(makeTag("POSI"), 0, static_cast<uint8>(code));
         EXPECT_EQ(ZelHelperObj::getDimension(&leaf), expected[code]) << code;
     }
     EXPECT_EQ(ZelHelperObj::getDimension(nullptr), 0);
-}
 
-TEST(ZelHelperObj, LeafDataNeedsTheExactType) {
-    ZelLeafChunk<float> floats(makeTag("POSI"), std::vector<float>{1, 2});
+    ZelLeafChunk<float> floats(makeTag("POSI"), Floats{1, 2});
     ZelLeafChunk<std::string> strings(makeTag("FORM"), std::vector<std::string>{"kOpen"});
     const std::vector<float>* f = nullptr;
-    const std::vector<double> other;
-    const std::vector<double>* d = &other;
+    const Doubles other;
+    const Doubles* d = &other;
     const std::vector<std::string>* s = nullptr;
     EXPECT_TRUE(Probe::getZelLeafData(&floats, f));
     EXPECT_EQ(f, &floats.values());
@@ -184,282 +201,182 @@ TEST(ZelHelperObj, LeafDataNeedsTheExactType) {
     EXPECT_FALSE(Probe::getZelLeafData(&plain, f));
 }
 
-TEST(ZelHelperObj, AttributeValuesByPointerAndCopy) {
-    TempDir dir;
-    CacheBuilder b(2, 0, 1);
-    const int o = b.addObject("obj");
-    const int d = b.addAnimatedAttr(o, "d");
-    const int i64 = b.addAnimatedAttr(o, "big");
-    for (int s = 0; s < 2; ++s) {
-        b.addAnimatedValue<double>(s, o, {0.5 + s, 1.5}, 2);
-        b.addAnimatedValue<int64>(s, o, {int64(1) << 40});
-    }
-    const int names = b.addStaticAttr<std::string>(o, "names", {"x", "yz"});
-    const int ints = b.addStaticAttr<int>(o, "ints", {4, 5, 6}, 3);
-    ZelRoMemCache cache;
-    ASSERT_TRUE(b.writeAndLoad(dir.file("c.zel"), cache));
-    Probe p(&cache, o);
-
-    const std::vector<double>* dp = nullptr;
-    int dim = 0;
-    ASSERT_TRUE(p.getAttrData(1, d, dp, dim));
-    EXPECT_EQ(*dp, (std::vector<double>{1.5, 1.5}));
-    EXPECT_EQ(dim, 2);
-    EXPECT_EQ(dp, &dynamic_cast<const ZelLeafChunk<double>*>(p.getAttrDataChunk(1, d))->values());
-
-    // A float read of double values fails and leaves the caller's vector alone.
-    std::vector<float> floats{9, 9};
-    const std::vector<float>* fp = &floats;
-    EXPECT_FALSE(p.getAttrData(0, d, fp, dim));
-    EXPECT_EQ(fp, nullptr);
-    EXPECT_FALSE(p.getAttr(0, d, floats, dim));
-    EXPECT_EQ(floats, (std::vector<float>{9, 9}));
-
-    std::vector<double> doubles;
-    ASSERT_TRUE(p.getAttr(0, d, doubles, dim));
-    EXPECT_EQ(doubles, (std::vector<double>{0.5, 1.5}));
-    std::vector<int64> big;
-    ASSERT_TRUE(p.getAttr(1, i64, big, dim));
-    EXPECT_EQ(big, std::vector<int64>{int64(1) << 40});
-    EXPECT_EQ(dim, 0);
-    std::vector<int> intValues;
-    ASSERT_TRUE(p.getAttr(1, ints, intValues, dim));
-    EXPECT_EQ(intValues, (std::vector<int>{4, 5, 6}));
-    EXPECT_EQ(dim, 3);
-    std::vector<std::string> strings;
-    ASSERT_TRUE(p.getAttr(0, names, strings));
-    EXPECT_EQ(strings, (std::vector<std::string>{"x", "yz"}));
-
-    EXPECT_EQ(p.getAttrDataType(0, d), "double");
-    EXPECT_EQ(p.getAttrDataType(0, i64), "int64");
-    EXPECT_EQ(p.getAttrDataType(0, names), "cstr");
-    // No sample 5: the cache reports the missing "ATRS" group.
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(p.getAttrDataType(5, d), "undef");
-    EXPECT_FALSE(p.getAttr(5, d, doubles, dim));
-    EXPECT_EQ(
-        testing::internal::GetCapturedStderr(),
-        "ATRS GROUP chunk missing for object at 0\nATRS GROUP chunk missing for object at 0\n");
-}
-
-TEST(ZelHelperObj, SampleChoiceInsideAndAtTheEnds) {
-    TempDir dir;
+TEST(ZelHelperObj, SampleChoiceAndAttributeBlends) {
     CacheBuilder b(20, 1, 1);  // sample i at time 1 + i
-    buildPowers(b, 20);
-    ZelRoMemCache cache;
-    ASSERT_TRUE(b.writeAndLoad(dir.file("c.zel"), cache));
-    Probe p(&cache, 0);
+    addPowers(b, 20);
+    const int mixed = b.addObject("mixed");  // a float later sample can't be blended
+    const int shorter = b.addObject("shorter");
+    for (int o : {mixed, shorter}) {
+        b.addAnimatedAttr(o, "a");
+        b.addAnimatedValue<double>(0, o, {1, 2});
+    }
+    b.addAnimatedValue<float>(1, mixed, {3, 4});
+    b.addAnimatedValue<double>(1, shorter, {3});  // refused rather than read past its end
+    LoadedCache c(b);
+    ASSERT_TRUE(c.loaded);
+    const Probe p(c, 0);
+    const struct {
+        int order;
+        float time;
+        bool good;
+        std::vector<int> samples;
+        Floats times;
+    } rows[] = {
+        // Between samples 5 and 6 the run starts at 5; order 4 still fills five entries.
+        {0, 6.5f, true, {5}, {6}},
+        {1, 6.5f, true, {5, 6}, {6, 7}},
+        {2, 6.5f, true, {5, 6, 7}, {6, 7, 8}},
+        {3, 6.5f, true, {5, 6, 7, 8}, {6, 7, 8, 9}},
+        {4, 6.5f, true, {5, 6, 7, 8, 9}, {6, 7, 8, 9, 10}},
+        {1, 8.0011f, true, {7, 8}, {8, 9}},
+        // Near the end the run moves back only while it would pass the last sample (strictly).
+        {2, 18.5f, true, {17, 18, 19}, {18, 19, 20}},
+        {3, 18.5f, true, {16, 17, 18, 19}, {17, 18, 19, 20}},
+        {3, 19.5f, true, {17, 18, 19, 19}, {18, 19, 20, 20}},
+        // On a sample (within 0.001) only the first entry is set, to the asked time.
+        {2, 8.0005f, false, {7, 99, 99}, {8.0005f, 99, 99}},
+        // Before the first sample all -1 at the asked time; after the last all on the last.
+        {2, 0.5f, false, {-1, -1, -1}, {0.5f, 0.5f, 0.5f}},
+        {3, 25, false, {19, 19, 19, 19}, {20, 20, 20, 20}},
+    };
+    for (const auto& r : rows) {
+        ZelInterpolationHints hints;
+        hints.order = r.order;
+        std::vector<int> samples(r.samples.size(), 99);
+        Floats times(r.times.size(), 99);
+        EXPECT_EQ(p.getEvalTimeAndSampleIndices(r.time, hints, samples, times), r.good) << r.time;
+        EXPECT_EQ(samples, r.samples) << r.order << " at " << r.time;
+        EXPECT_EQ(times, r.times) << r.order << " at " << r.time;
+    }
 
-    // Between samples 5 and 6: the run starts at 5 for every order.
-    Choice c = choose(p, 0, 6.5f);
-    EXPECT_TRUE(c.good);
-    EXPECT_EQ(c.samples, std::vector<int>{5});
-    EXPECT_EQ(c.times, std::vector<float>{6});
-    EXPECT_EQ(choose(p, 1, 6.5f).samples, (std::vector<int>{5, 6}));
-    EXPECT_EQ(choose(p, 2, 6.5f).samples, (std::vector<int>{5, 6, 7}));
-    c = choose(p, 3, 6.5f);
-    EXPECT_TRUE(c.good);
-    EXPECT_EQ(c.samples, (std::vector<int>{5, 6, 7, 8}));
-    EXPECT_EQ(c.times, (std::vector<float>{6, 7, 8, 9}));
-
-    // Near the end the run moves back only while it would pass the last sample (strictly).
-    EXPECT_EQ(choose(p, 2, 18.5f).samples, (std::vector<int>{17, 18, 19}));
-    EXPECT_EQ(choose(p, 3, 18.5f).samples, (std::vector<int>{16, 17, 18, 19}));
-    c = choose(p, 3, 19.5f);
-    EXPECT_EQ(c.samples, (std::vector<int>{17, 18, 19, 19}));
-    EXPECT_EQ(c.times, (std::vector<float>{18, 19, 20, 20}));
-    // Order 4 still fills five entries.
-    EXPECT_EQ(choose(p, 4, 6.5f).samples, (std::vector<int>{5, 6, 7, 8, 9}));
-
-    // On a sample (within 0.001): only the first entry is set, the time is kept.
-    c = choose(p, 2, 8.0005f);
-    EXPECT_FALSE(c.good);
-    EXPECT_EQ(c.samples[0], 7);
-    EXPECT_EQ(c.times[0], 8.0005f);
-    EXPECT_TRUE(choose(p, 1, 8.0011f).good);
-    // Before the first sample: all -1 at the asked time.
-    c = choose(p, 2, 0.5f);
-    EXPECT_FALSE(c.good);
-    EXPECT_EQ(c.samples, (std::vector<int>{-1, -1, -1}));
-    EXPECT_EQ(c.times, (std::vector<float>{0.5f, 0.5f, 0.5f}));
-    // After the last sample: all on the last sample and the last time.
-    c = choose(p, 3, 25);
-    EXPECT_FALSE(c.good);
-    EXPECT_EQ(c.samples, (std::vector<int>{19, 19, 19, 19}));
-    EXPECT_EQ(c.times, (std::vector<float>{20, 20, 20, 20}));
+    // Samples 5..8 hold (i, i², i³); t = -0.5 over the middle interval for orders 2 and 3.
+    const struct {
+        int order;
+        float time;
+        Doubles expected;
+    } blends[] = {
+        {1, 6.5f, {5.5, 30.5, 170.5}},     // the mean of samples 5 and 6
+        {2, 6.5f, {5.5, 30.25, 166}},      // the parabola is exact for i and i²
+        {3, 6.5f, {5.5, 30.25, 164.875}},  // weights 0.5625, 0.1875, 0.4375, -0.1875
+        {0, 6.5f, {5, 25, 125}},           // orders 0 and 4 take the first chosen sample
+        {4, 6.5f, {5, 25, 125}},
+        {3, 11.0004f, {10, 100, 1000}},  // on a sample: that sample, whatever the order
+    };
+    for (const auto& r : blends) {
+        ZelInterpolationHints hints;
+        hints.order = r.order;
+        Doubles v;
+        int dim = -1;
+        ASSERT_TRUE(p.getAttrAtTime(r.time, 0, hints, v, dim)) << r.order;
+        EXPECT_EQ(v, r.expected) << r.order;
+        EXPECT_EQ(dim, 3);
+    }
+    // The arithmetic is double, from the single-precision t widened: not float sums widened.
+    ZelInterpolationHints hints;
+    Doubles v;
+    int dim = 0;
+    ASSERT_TRUE(p.getAttrAtTime(6.1f, 0, hints, v, dim));
+    const double t = (6.1f - 6.0f) / (7.0f - 6.0f);
+    EXPECT_EQ(v, (Doubles{(1 - t) * 5 + t * 6, (1 - t) * 25 + t * 36, (1 - t) * 125 + t * 216}));
+    EXPECT_NE(v[2], double((1 - float(t)) * 125 + float(t) * 216));
+    // So is the weighting: t² of the quadratic is squared in double.
+    hints.order = 2;
+    ASSERT_TRUE(p.getAttrAtTime(6.1f, 0, hints, v, dim));
+    const double q = (6.1f - 7.0f) / (8.0f - 7.0f);
+    EXPECT_EQ(v[1], 0.5 * 2 * (q * q) + 0.5 * 24 * q + 36);
+    EXPECT_NE(v[1], 0.5 * 2 * double(float(q) * float(q)) + 0.5 * 24 * q + 36);
+    // A failed sample read leaves the output empty and the dimension 0; before the first
+    // sample there is none to read.
+    hints.order = 1;
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(p.getAttrAtTime(0.5f, 0, hints, v, dim));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "ATRS GROUP chunk missing for object at 0\n");
+    EXPECT_EQ(dim, 0);
+    for (int o : {mixed, shorter}) {
+        v = {7};
+        dim = 5;
+        EXPECT_FALSE(Probe(c, o).getAttrAtTime(1.5f, 0, hints, v, dim)) << o;
+        EXPECT_TRUE(v.empty());
+        EXPECT_EQ(dim, 0);
+    }
 }
 
-TEST(ZelHelperObj, NonUniformRunStartsAtTheLaterSample) {
-    TempDir dir;
-    CacheBuilder b(std::vector<float>{0, 1, 3, 4, 6});
-    buildPowers(b, 5);
-    ZelRoMemCache cache;
-    ASSERT_TRUE(b.writeAndLoad(dir.file("c.zel"), cache));
-    Probe p(&cache, 0);
-    Choice c = choose(p, 1, 2);
-    EXPECT_TRUE(c.good);
-    EXPECT_EQ(c.samples, (std::vector<int>{2, 3}));
-    EXPECT_EQ(c.times, (std::vector<float>{3, 4}));
-    // So t = (2 - 3) / (4 - 3) = -1: the line through samples 2 and 3, one step before 2.
+TEST(ZelHelperObj, NonUniformRunsTimeFractionsAndDegenerateRuns) {
+    CacheBuilder b(Floats{0, 1, 3, 4, 6});
+    addPowers(b, 5);
+    LoadedCache c(b);
+    CacheBuilder u(2, 10, 2);  // times 10 and 10.5
+    addPowers(u, 2);
+    LoadedCache uc(u);
+    ASSERT_TRUE(c.loaded && uc.loaded);
+    const Probe p(c, 0);
     ZelInterpolationHints hints;
-    std::vector<double> v;
+    std::vector<int> samples;
+    Floats times;
+    EXPECT_TRUE(p.getEvalTimeAndSampleIndices(2, hints, samples, times));
+    EXPECT_EQ(samples, (std::vector<int>{2, 3}));
+    EXPECT_EQ(times, (Floats{3, 4}));
+    // So t = (2 - 3) / (4 - 3) = -1: the line through samples 2 and 3, one step before 2.
+    Doubles v;
     int dim = 0;
     ASSERT_TRUE(p.getAttrAtTime(2, 0, hints, v, dim));
-    EXPECT_EQ(v, (std::vector<double>{1, -1, -11}));
+    EXPECT_EQ(v, (Doubles{1, -1, -11}));
+    // Without a rate the fraction is that of the time itself; with one, of the sample steps.
     EXPECT_EQ(p.getTimeFraction(12.25f), 0.25f);
-}
-
-TEST(ZelHelperObj, TimeFractionInSampleSteps) {
-    TempDir dir;
-    CacheBuilder b(5, 10, 2);
-    b.addObject("obj");
-    ZelRoMemCache cache;
-    ASSERT_TRUE(b.writeAndLoad(dir.file("c.zel"), cache));
-    Probe p(&cache, 0);
-    EXPECT_EQ(p.getFirstTime(), 10.0f);
-    EXPECT_EQ(p.getTimeFraction(12.25f), 0.5f);
-    EXPECT_EQ(p.getTimeFraction(11.0f), 0.0f);
-    EXPECT_EQ(p.getTimeFraction(9.75f), -0.5f);
-}
-
-TEST(ZelHelperObj, AttributeAtTimeBlendsByOrder) {
-    TempDir dir;
-    CacheBuilder b(20, 1, 1);
-    buildPowers(b, 20);
-    ZelRoMemCache cache;
-    ASSERT_TRUE(b.writeAndLoad(dir.file("c.zel"), cache));
-    Probe p(&cache, 0);
-    ZelInterpolationHints hints;
-    std::vector<double> v;
-    int dim = -1;
-
-    // Samples 5 and 6 hold (5, 25, 125) and (6, 36, 216): linear halfway is their mean.
-    hints.order = 1;
-    ASSERT_TRUE(p.getAttrAtTime(6.5f, 0, hints, v, dim));
-    EXPECT_EQ(v, (std::vector<double>{5.5, 30.5, 170.5}));
-    EXPECT_EQ(dim, 3);
-    // Quadratic over samples 5, 6, 7 at t = -0.5: the parabola is exact for x and x².
-    hints.order = 2;
-    ASSERT_TRUE(p.getAttrAtTime(6.5f, 0, hints, v, dim));
-    EXPECT_EQ(v, (std::vector<double>{5.5, 30.25, 166}));
-    // Catmull-Rom over samples 5..8 at t = -0.5: weights 0.5625, 0.1875, 0.4375, -0.1875.
-    hints.order = 3;
-    ASSERT_TRUE(p.getAttrAtTime(6.5f, 0, hints, v, dim));
-    EXPECT_EQ(v, (std::vector<double>{5.5, 30.25, 164.875}));
-    // Order 0 and order 4 take the first chosen sample as it is.
-    for (int order : {0, 4}) {
-        hints.order = order;
-        ASSERT_TRUE(p.getAttrAtTime(6.5f, 0, hints, v, dim));
-        EXPECT_EQ(v, (std::vector<double>{5, 25, 125})) << order;
-    }
-    // On a sample the sample's values come back unchanged, whatever the order.
-    hints.order = 3;
-    ASSERT_TRUE(p.getAttrAtTime(11.0004f, 0, hints, v, dim));
-    EXPECT_EQ(v, (std::vector<double>{10, 100, 1000}));
-}
-
-TEST(ZelHelperObj, AttributeAtTimeFailuresAndDegenerateRuns) {
-    TempDir dir;
-    CacheBuilder b(2, 0, 1);
-    const int o = b.addObject("obj");
-    b.addAnimatedAttr(o, "a");
-    b.addAnimatedValue<double>(0, o, {1, 2});
-    b.addAnimatedValue<float>(1, o, {3, 4});  // not double: blending can't read it
-    ZelRoMemCache cache;
-    ASSERT_TRUE(b.writeAndLoad(dir.file("c.zel"), cache));
-    Probe p(&cache, o);
-    ZelInterpolationHints hints;
-    std::vector<double> v{7};
-    int dim = 5;
-    EXPECT_FALSE(p.getAttrAtTime(0.5f, 0, hints, v, dim));
-    EXPECT_TRUE(v.empty());
-    EXPECT_EQ(dim, 0);
-    // A later sample shorter than the first is refused rather than read past its end.
-    CacheBuilder b3(2, 0, 1);
-    const int o3 = b3.addObject("obj");
-    b3.addAnimatedAttr(o3, "a");
-    b3.addAnimatedValue<double>(0, o3, {1, 2});
-    b3.addAnimatedValue<double>(1, o3, {3});
-    ZelRoMemCache cache3;
-    ASSERT_TRUE(b3.writeAndLoad(dir.file("c3.zel"), cache3));
-    hints.order = 1;
-    EXPECT_FALSE(Probe(&cache3, o3).getAttrAtTime(0.5f, 0, hints, v, dim));
-    EXPECT_TRUE(v.empty());
+    const Probe q(uc, 0);
+    EXPECT_EQ(q.getFirstTime(), 10.0f);
+    EXPECT_EQ(q.getTimeFraction(12.25f), 0.5f);
+    EXPECT_EQ(q.getTimeFraction(11.0f), 0.0f);
+    EXPECT_EQ(q.getTimeFraction(9.75f), -0.5f);
     // Fewer samples than the order needs: the run repeats the last sample and t is not finite.
-    CacheBuilder b2(2, 0, 1);
-    buildPowers(b2, 2);
-    ZelRoMemCache cache2;
-    ASSERT_TRUE(b2.writeAndLoad(dir.file("c2.zel"), cache2));
-    Probe p2(&cache2, 0);
-    EXPECT_EQ(choose(p2, 2, 0.5f).samples, (std::vector<int>{0, 1, 1}));
     hints.order = 2;
-    ASSERT_TRUE(p2.getAttrAtTime(0.5f, 0, hints, v, dim));
+    EXPECT_TRUE(q.getEvalTimeAndSampleIndices(10.25f, hints, samples, times));
+    EXPECT_EQ(samples, (std::vector<int>{0, 1, 1}));
+    ASSERT_TRUE(q.getAttrAtTime(10.25f, 0, hints, v, dim));
     EXPECT_FALSE(std::isfinite(v[1]));
 }
 
-TEST(ZelHelperObj, BoundsFromStoredBoxes) {
-    TempDir dir;
+TEST(ZelHelperObj, BoundsFromStoredBoxesOrPositions) {
     CacheBuilder b(2, 0, 1);
-    const int fbox = b.addObject("fbox");
+    const int fbox = b.addObject("fbox");  // float box: default layout
     b.addStatic<float>(fbox, "BBOX", {-1, 1, -2, 2, -3, 3});
-    const int dbox = b.addObject("dbox");
+    const int dbox = b.addObject("dbox");  // double box: point layout
     b.addSampled<double>(1, dbox, "BBOX", {-1, -2, -3, 1, 2, 3});
-    const int ibox = b.addObject("ibox");
+    const int ibox = b.addObject("ibox");  // a box of another type fails despite positions
     b.addStatic<int>(ibox, "BBOX", {0, 0, 0, 0, 0, 0});
     b.addStatic<float>(ibox, "POSI", {0, 0, 0});
-    ZelRoMemCache cache;
-    ASSERT_TRUE(b.writeAndLoad(dir.file("c.zel"), cache));
-    ZelHelperObj::AnimationState state = ZelHelperObj::kAnimated;
-    float box[6];
-
-    Probe f(&cache, fbox);
-    ASSERT_TRUE(f.getBounds(0, box, state, true));
-    EXPECT_EQ(std::vector<float>(box, box + 6), (std::vector<float>{-1, -2, -3, 1, 2, 3}));
-    EXPECT_EQ(state, ZelHelperObj::kStatic);
-    ASSERT_TRUE(f.getBounds(0, box, state));
-    EXPECT_EQ(std::vector<float>(box, box + 6), (std::vector<float>{-1, 1, -2, 2, -3, 3}));
-
-    Probe d(&cache, dbox);
-    std::vector<float> v;
-    ASSERT_TRUE(d.getBounds(1, v, state));
-    EXPECT_EQ(v, (std::vector<float>{-1, 1, -2, 2, -3, 3}));
-    EXPECT_EQ(state, ZelHelperObj::kAnimated);
-    ASSERT_TRUE(d.getBounds(1, v, state, true));
-    EXPECT_EQ(v, (std::vector<float>{-1, -2, -3, 1, 2, 3}));
-    // Sample 0 has neither a box nor positions.
-    EXPECT_FALSE(d.getBounds(0, v, state));
-
-    // A box of another element type fails even though positions exist.
-    EXPECT_FALSE(Probe(&cache, ibox).getBounds(0, box, state));
-}
-
-TEST(ZelHelperObj, BoundsComputedFromPositions) {
-    TempDir dir;
-    CacheBuilder b(1, 0, 1);
     const int p3 = b.addObject("p3");
     b.addSampled<float>(0, p3, "POSI", {0, 0, 0, 2, -1, 5, 1, 3, -4}, 3);
-    const int p4 = b.addObject("p4");
+    const int p4 = b.addObject("p4");  // the weights never enter the box
     b.addStatic<double>(p4, "POSI", {0, 0, 0, 100, 2, -1, 5, -100, 1, 3, -4, 50}, 4);
-    const int few = b.addObject("few");
+    const int few = b.addObject("few");  // fewer than three values: true, box unwritten
     b.addStatic<float>(few, "POSI", {1, 2});
-    ZelRoMemCache cache;
-    ASSERT_TRUE(b.writeAndLoad(dir.file("c.zel"), cache));
-    ZelHelperObj::AnimationState state = ZelHelperObj::kStatic;
-    std::vector<float> v;
-
-    ASSERT_TRUE(Probe(&cache, p3).getBounds(0, v, state));
-    EXPECT_EQ(v, (std::vector<float>{0, 2, -1, 3, -4, 5}));
-    EXPECT_EQ(state, ZelHelperObj::kAnimated);
-    ASSERT_TRUE(Probe(&cache, p3).getBounds(0, v, state, true));
-    EXPECT_EQ(v, (std::vector<float>{0, -1, -4, 2, 3, 5}));
-    // The weights of 4-component points never enter the box.
-    ASSERT_TRUE(Probe(&cache, p4).getBounds(0, v, state));
-    EXPECT_EQ(v, (std::vector<float>{0, 2, -1, 3, -4, 5}));
-    EXPECT_EQ(state, ZelHelperObj::kStatic);
-    // Fewer than three values: true, box unwritten.
-    float box[6] = {7, 7, 7, 7, 7, 7};
-    ASSERT_TRUE(Probe(&cache, few).getBounds(0, box, state));
-    EXPECT_EQ(std::vector<float>(box, box + 6), std::vector<float>(6, 7));
+    LoadedCache c(b);
+    ASSERT_TRUE(c.loaded);
+    // Both forms, the state first set to the opposite of the expected one.
+    auto expect = [&c](int o, int sample, bool pointOrder, bool ok, const Floats& box, State st) {
+        float array[6] = {7, 7, 7, 7, 7, 7};
+        State state = st == kStatic ? kAnimated : kStatic;
+        const Probe p(c, o);
+        EXPECT_EQ(p.getBounds(sample, array, state, pointOrder), ok) << o;
+        EXPECT_EQ(Floats(array, array + 6), box) << o << " " << pointOrder;
+        EXPECT_EQ(state, st) << o;
+        Floats v;
+        EXPECT_EQ(p.getBounds(sample, v, state, pointOrder), ok) << o;
+        EXPECT_TRUE(!ok || box == Floats(6, 7) || v == box) << o;
+    };
+    const Floats byAxis{-1, 1, -2, 2, -3, 3};
+    const Floats byPoint{-1, -2, -3, 1, 2, 3};
+    expect(fbox, 0, true, true, byPoint, kStatic);
+    expect(fbox, 0, false, true, byAxis, kStatic);
+    expect(dbox, 1, false, true, byAxis, kAnimated);
+    expect(dbox, 1, true, true, byPoint, kAnimated);
+    expect(dbox, 0, false, false, Floats(6, 7), kStatic);  // nothing at sample 0
+    expect(ibox, 0, false, false, Floats(6, 7), kStatic);
+    expect(p3, 0, false, true, {0, 2, -1, 3, -4, 5}, kAnimated);
+    expect(p3, 0, true, true, {0, -1, -4, 2, 3, 5}, kAnimated);
+    expect(p4, 0, false, true, {0, 2, -1, 3, -4, 5}, kStatic);
+    expect(few, 0, false, true, Floats(6, 7), kStatic);
 }
 
 namespace {

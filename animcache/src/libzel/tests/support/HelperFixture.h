@@ -1,13 +1,75 @@
-// Owning handles for helper objects in tests: freed with destroy(), as callers are told to.
+// Helper-object tests: a small cache described in memory (object definitions, per-sample object
+// groups, user attributes), written through writeCacheFile and loaded with a factory, and owning
+// handles that free what the factory built with destroy(), as callers are told to.
 #ifndef ZEL_TEST_HELPER_FIXTURE_H
 #define ZEL_TEST_HELPER_FIXTURE_H
 
 #include <memory>
+#include <string>
+#include <vector>
 
-#include "ZelHelperObj.h"
+#include "ZelDefinitionChunks.h"
+#include "ZelFileChunks.h"
 #include "ZelHelperObjFactory.h"
+#include "ZelRoMemCache.h"
+#include "support/TempDir.h"
 
 namespace ZelTest {
+
+class CacheBuilder {
+  public:
+    // `numSamples` samples from `firstTime`, `rate` per time unit; or non-uniform at `times`.
+    CacheBuilder(int numSamples, float firstTime, float rate);
+    explicit CacheBuilder(const std::vector<float>& times);
+
+    // Appends an object definition; its index.
+    int addObject(const std::string& name);
+    // The object's "SOBJ" group in `sample`.
+    Zel::ZelGroupChunk& sampleGroup(int sample, int object);
+    // A leaf tagged `tag` in the object's definition, or in its group of `sample`.
+    template <class T>
+    void addStatic(int object, const char (&tag)[5], const std::vector<T>& values,
+                   Zel::uint8 dimension = 0) {
+        definition(object).addChild(
+            new Zel::ZelLeafChunk<T>(Zel::makeTag(tag), 0, dimension, values));
+    }
+    template <class T>
+    void addSampled(int sample, int object, const char (&tag)[5], const std::vector<T>& values,
+                    Zel::uint8 dimension = 0) {
+        sampleGroup(sample, object)
+            .addChild(new Zel::ZelLeafChunk<T>(Zel::makeTag(tag), 0, dimension, values));
+    }
+    // A static user attribute holding `values`; its index at the time of the call (animated
+    // attributes added later shift it).
+    template <class T>
+    int addStaticAttr(int object, const std::string& name, const std::vector<T>& values,
+                      Zel::uint8 dimension = 0) {
+        Zel::ZelDATRChunk* datr = definition(object).addDATR();
+        const int index = datr->addAttr(false, name, "t", Zel::ZelTypeCode<T>::value, 0, dimension);
+        dynamic_cast<Zel::ZelLeafChunk<T>*>(datr->getStaticData(index))->values() = values;
+        return index;
+    }
+    // Declares an animated user attribute; its animated data index.
+    int addAnimatedAttr(int object, const std::string& name);
+    // Appends the next animated attribute's value to the object's "ATRS" group in `sample`.
+    template <class T>
+    void addAnimatedValue(int sample, int object, const std::vector<T>& values,
+                          Zel::uint8 dimension = 0) {
+        attrGroup(sample, object)
+            .addChild(new Zel::ZelLeafChunk<T>(Zel::makeTag("ATTR"), 0, dimension, values));
+    }
+    // Writes the file and loads it into `cache`; false when either fails.
+    bool writeAndLoad(const std::string& path, Zel::ZelRoMemCache& cache);
+
+  private:
+    Zel::ZelDOBJChunk& definition(int object) { return *meta_.getDOBJ(object); }
+    Zel::ZelGroupChunk& attrGroup(int sample, int object);
+
+    Zel::ZelMETAChunk meta_;
+    std::vector<float> times_;
+    // Indexed by sample, then object.
+    std::vector<std::vector<std::unique_ptr<Zel::ZelGroupChunk>>> groups_;
+};
 
 struct DestroyHelper {
     void operator()(Zel::ZelHelperObj* obj) const { obj->destroy(); }
@@ -16,16 +78,25 @@ struct DestroyHelper {
 template <class T>
 using HelperPtr = std::unique_ptr<T, DestroyHelper>;
 
-// The factory's object for `object` when it is a T, else null (the object is then freed).
-template <class T>
-HelperPtr<T> build(const Zel::ZelHelperObjFactory& factory, int object) {
-    Zel::ZelHelperObj* obj = factory.zelObjBuilder(object);
-    T* typed = dynamic_cast<T*>(obj);
-    if (typed == nullptr) {
-        obj->destroy();
+// The cache that `b` describes, written and loaded; `loaded` tells whether both worked.
+struct LoadedCache {
+    TempDir dir;
+    Zel::ZelRoMemCache cache;
+    Zel::ZelHelperObjFactory factory{&cache};
+    bool loaded;
+
+    explicit LoadedCache(CacheBuilder& b) : loaded(b.writeAndLoad(dir.file("c.zel"), cache)) {}
+    // The factory's object for `object` when it is a T, else null (the object is then freed).
+    template <class T>
+    HelperPtr<T> get(int object) const {
+        Zel::ZelHelperObj* obj = factory.zelObjBuilder(object);
+        T* typed = dynamic_cast<T*>(obj);
+        if (typed == nullptr) {
+            obj->destroy();
+        }
+        return HelperPtr<T>(typed);
     }
-    return HelperPtr<T>(typed);
-}
+};
 
 }  // namespace ZelTest
 

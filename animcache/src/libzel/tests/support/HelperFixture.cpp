@@ -1,6 +1,6 @@
-#include "support/CacheBuilder.h"
+#include "support/HelperFixture.h"
 
-#include "ZelFile.h"
+#include "support/CacheFile.h"
 
 namespace ZelTest {
 
@@ -24,10 +24,6 @@ CacheBuilder::CacheBuilder(const std::vector<float>& times) : times_(times), gro
 int CacheBuilder::addObject(const std::string& name) {
     meta_.addDOBJ(name.c_str());
     return static_cast<int>(meta_.getNumObjects() - 1);
-}
-
-ZelDOBJChunk& CacheBuilder::definition(int object) {
-    return *meta_.getDOBJ(object);
 }
 
 ZelGroupChunk& CacheBuilder::sampleGroup(int sample, int object) {
@@ -59,43 +55,17 @@ ZelGroupChunk& CacheBuilder::attrGroup(int sample, int object) {
     return *atrs;
 }
 
-bool CacheBuilder::write(const std::string& path) {
-    ZelFile f;
-    if (!f.open(path.c_str(), "w+")) {
-        return false;
-    }
-    const ZelDZELChunk dzel;
-    bool ok = dzel.write(f) && meta_.write(f);
-    const size_t numSamples = groups_.size();
-    if (numSamples == 0) {
-        return ok && f.close();
-    }
-    const size_t numObjects = static_cast<size_t>(meta_.getNumObjects());
-    ok = ok && f.startGroup(ZelHeader(makeTag("SAMS"), kTypeGroup, 0));
-    if (!times_.empty()) {
-        ok = ok && f.writeChunk(makeTag("TIMS"), times_);
-    }
-    std::vector<int64> jump(numSamples, 0);
-    const int64 jumpAt = f.tell();
-    ok = ok && f.writeChunk(makeTag("JSAM"), jump);
-    for (size_t s = 0; s < numSamples && ok; ++s) {
-        jump[s] = f.tell();
-        ok = f.startGroup(ZelHeader(makeTag("SAMP"), kTypeGroup, 0));
-        std::vector<int64> objects(numObjects, 0);
-        const int64 objectsAt = f.tell();
-        ok = ok && f.writeChunk(makeTag("JOBJ"), objects);
-        for (size_t o = 0; o < numObjects && ok; ++o) {
-            objects[o] = f.tell();
-            ok = sampleGroup(static_cast<int>(s), static_cast<int>(o)).write(f);
-        }
-        ok = ok && f.endGroup() && f.writeChunk(makeTag("JOBJ"), objects, objectsAt);
-    }
-    ok = ok && f.endGroup() && f.writeChunk(makeTag("JSAM"), jump, jumpAt);
-    return f.close() && ok;
-}
-
 bool CacheBuilder::writeAndLoad(const std::string& path, ZelRoMemCache& cache) {
-    return write(path) && cache.load(path.c_str());
+    const auto fill = [this](int s, int o, ZelGroupChunk& sobj) {
+        const auto& row = groups_[static_cast<size_t>(s)];
+        if (static_cast<size_t>(o) < row.size() && row[static_cast<size_t>(o)]) {
+            const ZelGroupChunk& g = *row[static_cast<size_t>(o)];
+            for (uint64 i = 0; i < g.numChildren(); ++i) {
+                sobj.addChild(ZelChunk::copy(g.getChild(i)));
+            }
+        }
+    };
+    return writeCacheFile(path, meta_, fill, times_) && cache.load(path.c_str());
 }
 
 }  // namespace ZelTest
