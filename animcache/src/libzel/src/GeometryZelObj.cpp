@@ -24,12 +24,12 @@ bool positionsAtTime(const GeometryZelObj& obj, float time, int order, bool blen
         return obj.getPosition(samples[0], positions, state, dimension);
     }
     const std::vector<float>* arrays[4] = {nullptr, nullptr, nullptr, nullptr};
-    for (int i = 0; i <= order; ++i) {
-        // A later sample shorter than the first would be read past its end: refuse it.
-        if (!obj.getPositionData(samples[i], arrays[i], state, dimension) ||
-            arrays[i]->size() < arrays[0]->size()) {
-            return false;
-        }
+    std::vector<float> held[4];
+    const auto read = [&](int sample, const std::vector<float>*& data) {
+        return obj.getPositionData(sample, data, state, dimension);
+    };
+    if (!obj.readBlendRun(samples, order, read, arrays, held)) {
+        return false;
     }
     const float t = blendParameter(order, time, times);
     blendSamples<float, Out>(order, t, arrays, positions);

@@ -487,12 +487,12 @@ bool ZelHelperObj::getAttrAtTime(float time, int attrIndex, ZelInterpolationHint
         return getAttr(samples[0], attrIndex, values, dimension);
     }
     const std::vector<double>* arrays[4] = {nullptr, nullptr, nullptr, nullptr};
-    for (int i = 0; i <= order; ++i) {
-        // A later sample shorter than the first would be read past its end: refuse it.
-        if (!getAttrData(samples[i], attrIndex, arrays[i], dimension) ||
-            arrays[i]->size() < arrays[0]->size()) {
-            return false;
-        }
+    std::vector<double> held[4];
+    const auto read = [&](int sample, const std::vector<double>*& data) {
+        return getAttrData(sample, attrIndex, data, dimension);
+    };
+    if (!readBlendRun(samples, order, read, arrays, held)) {
+        return false;
     }
     const float t = blendParameter(order, time, times);
     blendSamples<double, double>(order, t, arrays, values);
@@ -610,6 +610,11 @@ bool ZelHelperObj::getBounds(int sampleIndex, std::vector<float>& bounds, Animat
     const bool ok = getBounds(sampleIndex, box, state, pointOrder);
     bounds.assign(box, box + 6);
     return ok;
+}
+
+bool ZelHelperObj::runMayBeEvicted(int runSize) const {
+    const int limit = cache_ != nullptr ? cache_->getMaxSamples() : 0;
+    return limit > 0 && limit < runSize;
 }
 
 }  // namespace Zel

@@ -150,6 +150,15 @@ TEST(GeometryZelObj, PositionsAtTimeBlendFloatSamplesOnly) {
         ASSERT_TRUE(flt->getPositionAtTime(r.time, hints, d, state, dim)) << r.order;
         EXPECT_EQ(d, Doubles(r.expected.begin(), r.expected.end())) << r.order;
     }
+    // A limit of one sample evicts each sample of a run as the next one is read: the blend
+    // still sees every array (the sanitizer build catches a read of an evicted one).
+    c->cache.setMaxSamples(1);
+    for (const auto& r : rows) {
+        hints.order = r.order;
+        ASSERT_TRUE(flt->getPositionAtTime(r.time, hints, f, state, dim)) << r.order;
+        EXPECT_EQ(f, r.expected) << r.order << " at " << r.time << " under a limit";
+    }
+    c->cache.setMaxSamples(0);
     // The double variant sums in float too: its results are the float ones widened.
     hints.order = 1;
     const HelperPtr<GeometryZelObj> frac = c->get<GeometryZelObj>(kFrac);
