@@ -39,7 +39,7 @@ const int kFirstFrames = 24, kLastFrame = 36;
 const int kGrid = 64, kHoopPoints = 8, kFlagU = 5, kFlagV = 6;
 const float kPivotX = 2.0f;
 const float kStep = 6.28318531f / 24;  // radians per frame
-// A cubic blend holds pointers into 4 samples at once: a lower limit would evict one of them.
+// Samples held in memory at once: enough for a cubic blend's four samples without copying them.
 const int kSampleLimit = 4;
 
 // ---- The scene as functions of time: recorded at whole frames, and the truth in between ----
