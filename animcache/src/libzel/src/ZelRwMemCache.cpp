@@ -569,9 +569,11 @@ bool ZelRwMemCache::append() {
         return false;
     }
     if (getNumSamples() == 0) {
+        if (!file_.open(filename_.c_str(), "w")) {
+            return false;
+        }
         meta_.date = now();
-        if (!file_.open(filename_.c_str(), "w") || !dzel_.write(file_) || !meta_.write(file_) ||
-            !file_.close()) {
+        if (!dzel_.write(file_) || !meta_.write(file_) || !file_.close()) {
             return false;
         }
         dirty_ = false;

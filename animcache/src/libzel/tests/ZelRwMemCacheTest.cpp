@@ -1,4 +1,6 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <cstring>
@@ -435,6 +437,13 @@ TEST_F(RwMemCacheTest, CacheWithoutObjectsDeletesItsFile) {
     ASSERT_TRUE(c.saveAs(path.c_str()));
     ASSERT_TRUE(c.append());
     EXPECT_EQ(chunks(path, "SAMS").size() + chunks(path, "DOBJ").size(), 1u);
+    // A file that cannot be opened for writing leaves the date stamp alone.
+    ASSERT_EQ(std::remove(path.c_str()), 0);
+    ASSERT_EQ(mkdir(path.c_str(), 0700), 0);
+    c.getMETAChunk().date = 0;
+    EXPECT_FALSE(c.append());
+    EXPECT_EQ(c.getDateStamp(), 0);
+    rmdir(path.c_str());
 }
 
 TEST_F(RwMemCacheTest, LoadedCacheExtendsItsFile) {
