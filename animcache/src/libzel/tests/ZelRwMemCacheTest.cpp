@@ -385,11 +385,12 @@ TEST_F(RwMemCacheTest, DamagedFileMakesAppendFailAndSaveRewrite) {
     ASSERT_TRUE(c.saveAs(path.c_str()));
     const std::vector<unsigned char> good = ZelTest::readFileBytes(path);
     const int64 sams = chunks(path, "SAMS").at(0).offset, jsam = chunks(path, "JSAM").at(0).offset;
-    // {offset, value}: lengths at header offset + 8, the first jump entry at JSAM + 16.
+    // {offset, value}: lengths at header offset + 8, the first jump entry at JSAM + 16. The last
+    // is a reserve said to reach into the samples, which a large append would overwrite.
     const int64 damages[][2] = {{sams + 8, 0},         {sams + 8, int64(1) << 40},
                                 {jsam + 8, 1LL << 60}, {jsam + 8, 12},
                                 {jsam + 16, 4},        {24 + 8, 3},
-                                {jsam + 96 + 8, -8}};
+                                {jsam + 96 + 8, -8},   {jsam + 96 + 8, 200 * 8}};
     for (const auto& d : damages) {
         std::vector<unsigned char> bad = good;
         std::memcpy(bad.data() + d[0], &d[1], sizeof(int64));
