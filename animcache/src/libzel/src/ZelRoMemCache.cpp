@@ -48,7 +48,9 @@ bool ZelRoMemCache::load(const char* filename, bool keepOpen) {
         samples_.resize(static_cast<size_t>(getNumSamples()));
     }
     if (debugLevel >= 1) {
-        std::cerr << "ZelRoMemCache::load " << filename << ' ' << loaded << '\n';
+        // A null name would put the error stream in a failed state and silence later messages.
+        std::cerr << "ZelRoMemCache::load " << (filename != nullptr ? filename : "") << ' '
+                  << loaded << '\n';
     }
     return loaded;
 }
