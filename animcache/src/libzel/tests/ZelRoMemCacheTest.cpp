@@ -43,6 +43,8 @@ class Probe : public ZelRoMemCache {
         return out;
     }
     size_t tableSize() const { return samples_.size(); }
+    // The object slots held for sample `s`.
+    size_t slots(size_t s) const { return samples_.at(s) == nullptr ? 0 : samples_[s]->size(); }
     // What the read-write cache does in its constructors.
     void setReadWrite() { setUpdate(true); }
 };
@@ -363,6 +365,7 @@ TEST_F(RoMemCacheTest, FailedReadsAreNotRemembered) {
     EXPECT_EQ(cache.loadedSamples(), "0");
     EXPECT_TRUE(cache.loadAllSamples());  // goes on past the failure
     EXPECT_EQ(cache.loadedSamples(), "0 2 3");
+    EXPECT_EQ(cache.slots(1), 0u);  // failed reads take no room
     EXPECT_EQ(cache.getSample(1, 0), nullptr);
     ZelTest::writeFileBytes(path, good);
     EXPECT_NE(cache.getSample(1, 0), nullptr);
