@@ -370,6 +370,13 @@ TEST_F(RwMemCacheTest, AppendRefusesWhatItCannotAddInPlace) {
     ASSERT_TRUE(c.save());
     ASSERT_TRUE(c.load(path.c_str()));
     EXPECT_EQ(c.getRate(), 1.0f);
+    // Equal times have no rate: such a cache is saved non-uniform, not with an infinite rate.
+    meta.lastTime = 0;
+    ASSERT_TRUE(ZelTest::writeCacheFile(path, meta, nullptr, {0, 0}));
+    ASSERT_TRUE(c.load(path.c_str()));
+    ASSERT_TRUE(c.saveAs((path + "2").c_str()));
+    ASSERT_TRUE(c.load((path + "2").c_str()));
+    EXPECT_EQ(c.getRate(), 0.0f);
 }
 
 TEST_F(RwMemCacheTest, ShortReserveStartsAnotherSection) {
