@@ -5,7 +5,6 @@
 #include <cmath>
 #include <cstring>
 #include <ctime>
-#include <functional>
 #include <sstream>
 #include <string>
 #include <vector>
