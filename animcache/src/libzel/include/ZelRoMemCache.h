@@ -101,6 +101,9 @@ class ZEL_API ZelRoMemCache : public ZelCache {
     int maxSamples_ = 0;
 
   private:
+    // Reads (`sample`, `object`) into the sample table unless it is loaded; `sample` must be
+    // below the table's size. False when the read fails.
+    bool loadMissing(int sample, int object);
     // Moves `sample` to the front of the recency list, evicting from the back while more than
     // the limit would be held.
     void touchSample(int sample);

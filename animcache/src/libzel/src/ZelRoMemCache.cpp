@@ -48,7 +48,9 @@ bool ZelRoMemCache::load(const char* filename, bool keepOpen) {
         samples_.resize(static_cast<size_t>(getNumSamples()));
     }
     if (debugLevel >= 1) {
-        std::cerr << "ZelRoMemCache::load " << filename << ' ' << loaded << '\n';
+        // A null name would put the error stream in a failed state and silence later messages.
+        std::cerr << "ZelRoMemCache::load " << (filename != nullptr ? filename : "") << ' '
+                  << loaded << '\n';
     }
     return loaded;
 }
@@ -151,16 +153,35 @@ void ZelRoMemCache::deleteAllSamples() {
     }
 }
 
+bool ZelRoMemCache::loadMissing(int sample, int object) {
+    std::unique_ptr<ObjectGroups>& groups = samples_[static_cast<size_t>(sample)];
+    if (groups == nullptr) {
+        groups = std::make_unique<ObjectGroups>();
+    }
+    const auto o = static_cast<size_t>(object);
+    if (o < groups->size() && (*groups)[o] != nullptr) {
+        return true;
+    }
+    // The array grows only for a group actually read: a damaged file whose samples lack most
+    // of its objects must not cost a slot per sample and object.
+    std::unique_ptr<ZelGroupChunk> group(loadObjectSample(sample, object));
+    if (group == nullptr) {
+        return false;
+    }
+    if (groups->size() <= o) {
+        groups->resize(o + 1);
+    }
+    (*groups)[o] = std::move(group);
+    return true;
+}
+
 bool ZelRoMemCache::loadAllSamples() {
     const int numSamples = getNumSamples();
     const int numObjects = getNumObjects();
     samples_.resize(static_cast<size_t>(std::max(numSamples, 0)));
     for (int s = 0; s < numSamples; ++s) {
         for (int o = 0; o < numObjects; ++o) {
-            std::unique_ptr<ZelGroupChunk>& slot = sampleSlot(s, o);
-            if (slot == nullptr) {
-                slot.reset(loadObjectSample(s, o));
-            }
+            loadMissing(s, o);
         }
     }
     return true;
@@ -180,12 +201,8 @@ bool ZelRoMemCache::loadSamplesNotGreaterThan(int last) {
     const int numObjects = getNumObjects();
     for (int s = 0; s <= m; ++s) {
         for (int o = 0; o < numObjects; ++o) {
-            std::unique_ptr<ZelGroupChunk>& slot = sampleSlot(s, o);
-            if (slot == nullptr) {
-                slot.reset(loadObjectSample(s, o));
-                if (slot == nullptr) {
-                    return false;
-                }
+            if (!loadMissing(s, o)) {
+                return false;
             }
         }
     }

@@ -534,16 +534,21 @@ bool ZelRwMemCache::planAppend(AppendPlan& plan) {
                 return false;
             }
         } else if (h.tag == kTagJSAM) {
+            const size_t firstEntry = plan.jumps.size();
             if (plan.samsOffset < 0 || !appendTable(file_, h, plan.jumps)) {
                 return false;
             }
             plan.sectionHasJumps = true;
             const int64 tablesEnd = file_.tell();
+            int64 reserveStart = tablesEnd;
+            int64 reserveLength = 0;
             if (file_.readHeader(h) && h.tag == kTagFREE) {
                 if (h.length < 0) {
                     return false;
                 }
                 plan.spareJumps = h.length / static_cast<int64>(sizeof(int64));
+                reserveStart = file_.tell();
+                reserveLength = h.length;
             }
             // Go on after the whole section; a section that would not end behind its own tables
             // (a length never back-patched, say) is damaged.
@@ -555,6 +560,13 @@ bool ZelRwMemCache::planAppend(AppendPlan& plan) {
             }
             plan.samsEnd = plan.samsOffset + 16 + sams.length;
             if (plan.samsEnd <= tablesEnd || !file_.seek(plan.samsEnd, SEEK_SET, true)) {
+                return false;
+            }
+            // The table grows into its reserve: a reserve said to reach past the section's first
+            // sample would have appending overwrite that sample.
+            const int64 firstSample =
+                plan.jumps.size() > firstEntry ? plan.jumps[firstEntry] : plan.samsEnd;
+            if (firstSample < reserveStart || reserveLength > firstSample - reserveStart) {
                 return false;
             }
         } else if (!file_.skipData(h)) {
@@ -569,9 +581,11 @@ bool ZelRwMemCache::append() {
         return false;
     }
     if (getNumSamples() == 0) {
+        if (!file_.open(filename_.c_str(), "w")) {
+            return false;
+        }
         meta_.date = now();
-        if (!file_.open(filename_.c_str(), "w") || !dzel_.write(file_) || !meta_.write(file_) ||
-            !file_.close()) {
+        if (!dzel_.write(file_) || !meta_.write(file_) || !file_.close()) {
             return false;
         }
         dirty_ = false;

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -13,7 +15,7 @@ using namespace Zel;
 namespace {
 
 constexpr uint32 kPOSI = makeTag("POSI"), kVELO = makeTag("VELO"), kATRS = makeTag("ATRS"),
-                 kNOTE = makeTag("NOTE"), kMISS = makeTag("MISS"), kSAMP = makeTag("SAMP");
+                 kNOTE = makeTag("NOTE"), kMISS = makeTag("MISS");
 
 // Exposes the sample table and the protected operations.
 class Probe : public ZelRoMemCache {
@@ -24,25 +26,21 @@ class Probe : public ZelRoMemCache {
     using ZelRoMemCache::loadSamplesNotGreaterThan;
     using ZelRoMemCache::ZelRoMemCache;
 
-    bool loaded(int s, int o) const {
-        const auto su = static_cast<size_t>(s), ou = static_cast<size_t>(o);
-        return su < samples_.size() && samples_[su] != nullptr && ou < samples_[su]->size() &&
-               (*samples_[su])[ou] != nullptr;
-    }
-    // The samples with at least one loaded object, as a string "0 2".
+    // The samples with at least one loaded object, as a string "02".
     std::string loadedSamples() const {
         std::string out;
         for (size_t s = 0; s < samples_.size(); ++s) {
-            for (size_t o = 0; samples_[s] != nullptr && o < samples_[s]->size(); ++o) {
-                if ((*samples_[s])[o] != nullptr) {
-                    out += (out.empty() ? "" : " ") + std::to_string(s);
-                    break;
-                }
+            const ObjectGroups* g = samples_[s].get();
+            if (g != nullptr &&
+                std::any_of(g->begin(), g->end(), [](auto& p) { return p != nullptr; })) {
+                out += std::to_string(s);
             }
         }
         return out;
     }
     size_t tableSize() const { return samples_.size(); }
+    // The object slots held for sample `s`.
+    size_t slots(size_t s) const { return samples_.at(s) == nullptr ? 0 : samples_[s]->size(); }
     // What the read-write cache does in its constructors.
     void setReadWrite() { setUpdate(true); }
 };
@@ -61,7 +59,8 @@ std::vector<float> ramp(size_t n, float base) {
 //  1 "defpos": POSI 9 floats 3d in the definition, POSI 24 floats and VELO in every sample;
 //              animated attribute "w" but no ATRS.
 //  2 "dim0":   POSI 24 floats, dimension code 0; an ATRS string leaf; animated attribute "x".
-//  3 "wide":   POSI 24 int64 3d.  4 "dbl": POSI 24 doubles 3d.
+//  3 "wide":   POSI 24 int64 3d; animated attribute "v" but an empty ATRS group.
+//  4 "dbl":    POSI 24 doubles 3d; no attributes.
 void writeTestCache(const std::string& path) {
     ZelMETAChunk meta;
     meta.numSamples = 4;
@@ -77,35 +76,29 @@ void writeTestCache(const std::string& path) {
     defpos->addChild(new ZelLeafChunk<float>(kPOSI, 0, 3, ramp(9, 9)));
     defpos->addAttr(true, "w", "float", kTypeFloat, 0, 0);
     meta.addDOBJ("dim0")->addAttr(true, "x", "float", kTypeFloat, 0, 0);
-    meta.addDOBJ("wide");
+    meta.addDOBJ("wide")->addAttr(true, "v", "float", kTypeFloat, 0, 0);
     meta.addDOBJ("dbl");
     const bool ok = ZelTest::writeCacheFile(path, meta, [](int s, int o, ZelGroupChunk& g) {
         const float base = 100.0f * static_cast<float>(s);
-        switch (o) {
-            case 0: {
-                g.addChild(new ZelLeafChunk<float>(kPOSI, 0, 3, ramp(24, base)));
-                auto* atrs = new ZelGroupChunk(kATRS);
-                atrs->addChild(new ZelLeafChunk<float>(makeTag("ATTR"), {float(s)}));
-                atrs->addChild(new ZelLeafChunk<int>(makeTag("ATTR"), {10 * s}));
-                g.addChild(atrs);
-                g.addChild(new ZelLeafChunk<std::string>(kNOTE, {"first"}));
-                g.addChild(new ZelLeafChunk<std::string>(kNOTE, {"second"}));
-                break;
-            }
-            case 1:
-                g.addChild(new ZelLeafChunk<float>(kPOSI, 0, 3, ramp(24, base)));
-                g.addChild(new ZelLeafChunk<float>(kVELO, {1, 2}));
-                break;
-            case 2:
-                g.addChild(new ZelLeafChunk<float>(kPOSI, ramp(24, base)));
-                g.addChild(new ZelLeafChunk<std::string>(kATRS, {"not a group"}));
-                break;
-            case 3:
-                g.addChild(new ZelLeafChunk<int64>(kPOSI, 0, 3, std::vector<int64>(24, 5)));
-                break;
-            default:
-                g.addChild(new ZelLeafChunk<double>(kPOSI, 0, 3, std::vector<double>(24, 0.5)));
-                break;
+        if (o == 0) {
+            g.addChild(new ZelLeafChunk<float>(kPOSI, 0, 3, ramp(24, base)));
+            auto* atrs = new ZelGroupChunk(kATRS);
+            atrs->addChild(new ZelLeafChunk<float>(makeTag("ATTR"), {float(s)}));
+            atrs->addChild(new ZelLeafChunk<int>(makeTag("ATTR"), {10 * s}));
+            g.addChild(atrs);
+            g.addChild(new ZelLeafChunk<std::string>(kNOTE, {"first"}));
+            g.addChild(new ZelLeafChunk<std::string>(kNOTE, {"second"}));
+        } else if (o == 1) {
+            g.addChild(new ZelLeafChunk<float>(kPOSI, 0, 3, ramp(24, base)));
+            g.addChild(new ZelLeafChunk<float>(kVELO, {1, 2}));
+        } else if (o == 2) {
+            g.addChild(new ZelLeafChunk<float>(kPOSI, ramp(24, base)));
+            g.addChild(new ZelLeafChunk<std::string>(kATRS, {"not a group"}));
+        } else if (o == 3) {
+            g.addChild(new ZelLeafChunk<int64>(kPOSI, 0, 3, std::vector<int64>(24, 5)));
+            g.addChild(new ZelGroupChunk(kATRS));
+        } else {
+            g.addChild(new ZelLeafChunk<double>(kPOSI, 0, 3, std::vector<double>(24, 0.5)));
         }
     });
     ASSERT_TRUE(ok);
@@ -113,108 +106,74 @@ void writeTestCache(const std::string& path) {
 
 class RoMemCacheTest : public ::testing::Test {
   protected:
-    void SetUp() override {
-        path = dir.file("cache.zel");
-        writeTestCache(path);
-    }
+    void SetUp() override { writeTestCache(path); }
     ZelTest::TempDir dir;
-    std::string path;
+    std::string path = dir.file("cache.zel");
 };
 
+// Each step of a scenario is "rS" (read sample S, object 0), "rS/O" (object O), "mK"
+// (setMaxSamples(K)), "l" (load again, keeping the limit) or "x" (reset), then ':' and the
+// samples that hold a loaded object afterwards.
 TEST_F(RoMemCacheTest, LimitEvictsLeastRecentlyUsedSamples) {
+    struct Scenario {
+        int limit;  // given to load
+        bool readWrite;
+        const char* steps;
+        int finalLimit;
+    };
+    const Scenario scenarios[] = {
+        // 1 is the least recently used when 2 comes; a second object of a sample costs nothing.
+        {2, false, "r0:0 r0/1:0 r1:01 r0:01 r2:02 r1:12 r3:13 r1:13 r0:01", 2},
+        {1, false, "r3:3 r3/4:3 r2:2 l: r1:1 r0:0", 1},
+        // Samples read without a limit are never listed, so never evicted; lowering the limit
+        // evicts from the back of the list (2 1 0), raising it evicts nothing, 0 evicts all.
+        {0, false, "r3:3 m3:3 r0:03 r1:013 r2:0123 m1:23 m2:23 r0:023 m0:3", 0},
+        {-5, false, "r1:1 m-5:1", 0},  // the limit is stored as given, setMaxSamples clamps
+        {3, false, "r1:1 x:", 0},
+        // The read-write cache never evicts and ignores setMaxSamples.
+        {1, true, "r0:0 r1:01 r2:012 m5:012 m0:012", 1},
+    };
+    for (const Scenario& sc : scenarios) {
+        Probe cache;
+        if (sc.readWrite) {
+            cache.setReadWrite();
+        }
+        ASSERT_TRUE(cache.load(path.c_str(), true, sc.limit));
+        EXPECT_EQ(cache.getMaxSamples(), sc.limit);
+        std::istringstream steps(sc.steps);
+        for (std::string step; steps >> step;) {
+            const size_t colon = step.find(':'), slash = step.find('/');
+            if (step[0] == 'm') {
+                cache.setMaxSamples(std::stoi(step.substr(1)));
+            } else if (step[0] == 'l') {
+                ASSERT_TRUE(cache.load(path.c_str(), false));
+            } else if (step[0] == 'x') {
+                cache.reset();
+            } else {
+                const int object = slash < colon ? std::stoi(step.substr(slash + 1)) : 0;
+                ASSERT_NE(cache.getSample(std::stoi(step.substr(1)), object), nullptr);
+            }
+            EXPECT_EQ(cache.loadedSamples(), step.substr(colon + 1)) << sc.steps << ": " << step;
+        }
+        EXPECT_EQ(cache.getMaxSamples(), sc.finalLimit) << sc.steps;
+    }
     Probe cache;
     ASSERT_TRUE(cache.load(path.c_str(), true, 2));
     EXPECT_EQ(cache.tableSize(), 4u);  // one empty entry per sample, nothing read
-    EXPECT_EQ(cache.loadedSamples(), "");
-    const ZelGroupChunk* first = cache.getSample(0, 0);
-    ASSERT_NE(first, nullptr);
-    ASSERT_NE(cache.getSample(0, 1), nullptr);
-    ASSERT_NE(cache.getSample(1, 0), nullptr);
-    EXPECT_EQ(cache.getSample(0, 0), first);  // served from memory, moved to the front
-    ASSERT_NE(cache.getSample(2, 0), nullptr);
-    // Sample 1 was the least recently used; both objects of sample 0 stay.
-    EXPECT_EQ(cache.loadedSamples(), "0 2");
-    EXPECT_TRUE(cache.loaded(0, 1));
-    // Asking for 1 again reads it afresh and now evicts 0 (order was 2, 0).
-    ASSERT_NE(cache.getSample(1, 0), nullptr);
-    EXPECT_EQ(cache.loadedSamples(), "1 2");
-    // Evicting the table's last entry shortens the table behind the last loaded sample.
-    ASSERT_NE(cache.getSample(3, 0), nullptr);
-    ASSERT_NE(cache.getSample(1, 0), nullptr);
-    ASSERT_NE(cache.getSample(0, 0), nullptr);
-    EXPECT_EQ(cache.loadedSamples(), "0 1");
-    EXPECT_EQ(cache.tableSize(), 2u);
-
-    // With a limit of 1 each new sample replaces the previous one.
-    ASSERT_TRUE(cache.load(path.c_str(), true, 1));
-    ASSERT_NE(cache.getSample(3, 0), nullptr);
-    ASSERT_NE(cache.getSample(3, 4), nullptr);
-    EXPECT_EQ(cache.loadedSamples(), "3");
-    ASSERT_NE(cache.getSample(2, 0), nullptr);
-    EXPECT_EQ(cache.loadedSamples(), "2");
-}
-
-TEST_F(RoMemCacheTest, LimitSurvivesLoadButNotReset) {
-    Probe cache(path.c_str(), true, -5);
-    EXPECT_EQ(cache.getMaxSamples(), -5);  // stored as given
-    ASSERT_TRUE(cache.load(path.c_str(), true, 3));
-    ASSERT_TRUE(cache.load(path.c_str(), false));
-    EXPECT_EQ(cache.getMaxSamples(), 3);
-    EXPECT_FALSE(cache.getKeepOpen());
+    // A failed load keeps the limit too.
     testing::internal::CaptureStdout();
     EXPECT_FALSE(cache.load(dir.file("missing.zel").c_str()));
     testing::internal::GetCapturedStdout();
-    EXPECT_EQ(cache.getMaxSamples(), 3);
-    EXPECT_EQ(cache.getNumSamples(), 0);
-    cache.reset();
-    EXPECT_EQ(cache.getMaxSamples(), 0);
-    cache.setMaxSamples(-5);
-    EXPECT_EQ(cache.getMaxSamples(), 0);
-    cache.setMaxSamples(4);
-    EXPECT_EQ(cache.getMaxSamples(), 4);
+    EXPECT_EQ(cache.getMaxSamples(), 2);
 
     // A cache built on a file reads no sample at construction and grows its table on demand.
     bool ok = false;
     Probe built(path.c_str(), true, &ok);
     EXPECT_TRUE(ok);
-    EXPECT_EQ(built.getMaxSamples(), 0);
     EXPECT_EQ(built.tableSize(), 0u);
     ASSERT_NE(built.getSample(2, 1), nullptr);
     EXPECT_EQ(built.tableSize(), 3u);
-}
-
-TEST_F(RoMemCacheTest, ChangingTheLimitEvictsFromTheBack) {
-    Probe cache;
-    ASSERT_TRUE(cache.load(path.c_str()));
-    // Loaded without a limit: never listed, so never evicted by a later limit.
-    ASSERT_NE(cache.getSample(3, 0), nullptr);
-    cache.setMaxSamples(3);
-    for (int s : {0, 1, 2}) {
-        ASSERT_NE(cache.getSample(s, 0), nullptr);
-    }
-    EXPECT_EQ(cache.loadedSamples(), "0 1 2 3");
-    cache.setMaxSamples(1);  // list 2 1 0: 0 and 1 go
-    EXPECT_EQ(cache.loadedSamples(), "2 3");
-    cache.setMaxSamples(2);  // raising evicts nothing
-    ASSERT_NE(cache.getSample(0, 0), nullptr);
-    EXPECT_EQ(cache.loadedSamples(), "0 2 3");
-    cache.setMaxSamples(0);  // no limit: every listed sample goes
-    EXPECT_EQ(cache.loadedSamples(), "3");
-    EXPECT_EQ(cache.getMaxSamples(), 0);
-}
-
-TEST_F(RoMemCacheTest, ReadWriteCacheNeverEvicts) {
-    Probe cache;
-    cache.setReadWrite();
-    ASSERT_TRUE(cache.load(path.c_str(), true, 1));
-    for (int s : {0, 1, 2, 3}) {
-        ASSERT_NE(cache.getSample(s, 0), nullptr);
-    }
-    EXPECT_EQ(cache.loadedSamples(), "0 1 2 3");
-    cache.setMaxSamples(5);
-    EXPECT_EQ(cache.getMaxSamples(), 1);
-    cache.setMaxSamples(0);
-    EXPECT_EQ(cache.loadedSamples(), "0 1 2 3");
+    EXPECT_EQ(Probe(path.c_str(), true, -5).getMaxSamples(), -5);
 }
 
 TEST_F(RoMemCacheTest, SampleRangeAndTaggedChildren) {
@@ -224,18 +183,16 @@ TEST_F(RoMemCacheTest, SampleRangeAndTaggedChildren) {
     EXPECT_EQ(cache.getSample(0, 5), nullptr);
     // Stepping through the chunks of one tag: children are POSI, ATRS, NOTE, NOTE.
     int index = 0;
-    const auto* note =
-        static_cast<const ZelLeafChunk<std::string>*>(cache.getSample(1, 0, kNOTE, &index));
-    ASSERT_NE(note, nullptr);
-    EXPECT_EQ(index, 2);
-    EXPECT_EQ(note->values()[0], "first");
-    index += 1;
-    note = static_cast<const ZelLeafChunk<std::string>*>(cache.getSample(1, 0, kNOTE, &index));
-    ASSERT_NE(note, nullptr);
-    EXPECT_EQ(index, 3);
-    EXPECT_EQ(note->values()[0], "second");
-    index += 1;
-    EXPECT_EQ(cache.getSample(1, 0, kNOTE, &index), nullptr);
+    for (const char* text : {"first", "second"}) {
+        const auto* note =
+            dynamic_cast<const ZelLeafChunk<std::string>*>(cache.getSample(1, 0, kNOTE, &index));
+        ASSERT_NE(note, nullptr);
+        EXPECT_EQ(note->values()[0], text);
+        EXPECT_EQ(index, text[0] == 'f' ? 2 : 3);
+        index += 1;
+    }
+    index = 0;
+    EXPECT_EQ(cache.getSample(1, 0, kMISS, &index), nullptr);
     EXPECT_EQ(index, 4);  // the child count
     index = 7;
     EXPECT_EQ(cache.getSample(9, 0, kNOTE, &index), nullptr);
@@ -279,28 +236,27 @@ TEST_F(RoMemCacheTest, AttributeDataAndItsMessages) {
     EXPECT_EQ(cache.getAttrData(0, 0, -1), nullptr);
     EXPECT_EQ(cache.getAttrData(0, 1, 0), nullptr);  // no ATRS in the sample
     EXPECT_EQ(cache.getAttrData(0, 2, 0), nullptr);  // ATRS is not a group
+    // Quietly null: an ATRS group without the value, no attributes, an object out of range.
+    EXPECT_EQ(cache.getAttrData(0, 3, 0), nullptr);
+    EXPECT_EQ(cache.getAttrData(0, 4, 0), nullptr);
+    EXPECT_EQ(cache.getAttrData(0, 5, 0), nullptr);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "DATR index out of range 3\n"
               "DATR index out of range -1\n"
               "ATRS GROUP chunk missing for object at 1\n"
               "ATRS GROUP chunk missing for object at 2\n");
-    // Objects without attributes, or out of range, are quietly null.
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(cache.getAttrData(0, 3, 0), nullptr);
-    EXPECT_EQ(cache.getAttrData(0, 5, 0), nullptr);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 TEST_F(RoMemCacheTest, VertexCountFromPositionBytes) {
     ZelRoMemCache cache(path.c_str());
-    EXPECT_EQ(cache.getNumVertices(0, 0), 8);   // 96 bytes / (3 * 4)
-    EXPECT_EQ(cache.getNumVertices(0, 1), 3);   // the definition's 9 floats
-    EXPECT_EQ(cache.getNumVertices(-1, 1), 3);  // no sample needed
-    EXPECT_EQ(cache.getNumVertices(0, 2), 8);   // dimension code 0 counts as 3
-    EXPECT_EQ(cache.getNumVertices(0, 3), 16);  // 192 bytes of int64, counted 4 wide
-    EXPECT_EQ(cache.getNumVertices(0, 4), 8);   // 192 bytes of doubles
-    EXPECT_EQ(cache.getNumVertices(-1, 0), 0);
-    EXPECT_EQ(cache.getNumVertices(0, 5), 0);
+    // {sample, object, count}: 96 bytes / (3 * 4); the definition's 9 floats, no sample needed;
+    // dimension code 0 counts as 3; 192 bytes of int64 counted 4 wide; 192 bytes of doubles; no
+    // sample to look in; no such object.
+    const int cases[][3] = {{0, 0, 8},  {0, 1, 3}, {-1, 1, 3}, {0, 2, 8},
+                            {0, 3, 16}, {0, 4, 8}, {-1, 0, 0}, {0, 5, 0}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(cache.getNumVertices(c[0], c[1]), c[2]) << c[0] << ' ' << c[1];
+    }
 }
 
 TEST_F(RoMemCacheTest, SampleDataAtExactTimesOnly) {
@@ -320,52 +276,43 @@ TEST_F(RoMemCacheTest, SampleDataAtExactTimesOnly) {
     EXPECT_EQ((*s)[0], "second");
 }
 
-TEST_F(RoMemCacheTest, BulkLoadsAndDeletes) {
+TEST_F(RoMemCacheTest, BulkLoadsAndFailedReads) {
+    // Spoil the tag of sample 1's "SAMP" header; keep the good bytes to put them back.
+    const std::vector<unsigned char> good = ZelTest::readFileBytes(path);
+    std::vector<int64> samps;
+    for (const ZelTest::ChunkEntry& c : ZelTest::walkChunks(path)) {
+        if (c.header.tag == makeTag("SAMP")) {
+            samps.push_back(c.offset);
+        }
+    }
+    ASSERT_EQ(samps.size(), 4u);
+    std::vector<unsigned char> bad = good;
+    bad[static_cast<size_t>(samps[1])] = 'X';
+    ZelTest::writeFileBytes(path, bad);
+
     Probe cache;
     ASSERT_TRUE(cache.load(path.c_str(), false, 1));
     EXPECT_TRUE(cache.loadSamplesNotGreaterThan(-1));
-    EXPECT_EQ(cache.loadedSamples(), "");
-    EXPECT_TRUE(cache.loadSamplesNotGreaterThan(1));
-    EXPECT_EQ(cache.loadedSamples(), "0 1");
-    EXPECT_TRUE(cache.loaded(1, 4));
-    EXPECT_TRUE(cache.loadSamplesNotGreaterThan(99));  // the whole cache, limit ignored
-    EXPECT_EQ(cache.loadedSamples(), "0 1 2 3");
+    EXPECT_TRUE(cache.loadSamplesNotGreaterThan(0));
+    EXPECT_EQ(cache.loadedSamples(), "0");
+    EXPECT_FALSE(cache.loadSamplesNotGreaterThan(2));  // stops at sample 1
+    EXPECT_EQ(cache.loadedSamples(), "0");
+    EXPECT_TRUE(cache.loadSamplesNotGreaterThan(99));  // the whole cache, past the failure,
+    EXPECT_EQ(cache.loadedSamples(), "023");           // the limit ignored
+    EXPECT_EQ(cache.slots(1), 0u);                     // failed reads take no room
+    EXPECT_EQ(cache.getSample(1, 0), nullptr);
+    ZelTest::writeFileBytes(path, good);
+    EXPECT_NE(cache.getSample(1, 0), nullptr);  // a failed read is tried again
+
     cache.deleteSample(1);
     cache.deleteSample(7);  // nothing there
-    EXPECT_EQ(cache.loadedSamples(), "0 2 3");
+    EXPECT_EQ(cache.loadedSamples(), "023");
     cache.deleteSample(3);
     EXPECT_EQ(cache.tableSize(), 3u);
     cache.deleteAllSamples();
     EXPECT_EQ(cache.tableSize(), 0u);
     EXPECT_TRUE(cache.loadAllSamples());
-    EXPECT_EQ(cache.tableSize(), 4u);
-    EXPECT_EQ(cache.loadedSamples(), "0 1 2 3");
-}
-
-TEST_F(RoMemCacheTest, FailedReadsAreNotRemembered) {
-    // Spoil the tag of sample 1's "SAMP" header; keep the good bytes to put them back.
-    std::vector<unsigned char> good = ZelTest::readFileBytes(path);
-    int64 samp1 = -1;
-    int seen = 0;
-    for (const ZelTest::ChunkEntry& c : ZelTest::walkChunks(path)) {
-        if (c.header.tag == kSAMP && seen++ == 1) {
-            samp1 = c.offset;
-        }
-    }
-    ASSERT_GT(samp1, 0);
-    std::vector<unsigned char> bad = good;
-    bad[static_cast<size_t>(samp1)] = 'X';
-    ZelTest::writeFileBytes(path, bad);
-
-    Probe cache;
-    ASSERT_TRUE(cache.load(path.c_str(), false));
-    EXPECT_FALSE(cache.loadSamplesNotGreaterThan(2));
-    EXPECT_EQ(cache.loadedSamples(), "0");
-    EXPECT_TRUE(cache.loadAllSamples());  // goes on past the failure
-    EXPECT_EQ(cache.loadedSamples(), "0 2 3");
-    EXPECT_EQ(cache.getSample(1, 0), nullptr);
-    ZelTest::writeFileBytes(path, good);
-    EXPECT_NE(cache.getSample(1, 0), nullptr);
+    EXPECT_EQ(cache.loadedSamples(), "0123");
 }
 
 }  // namespace

@@ -1,4 +1,6 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <cstring>
@@ -8,6 +10,7 @@
 #include <vector>
 
 #include "Zel.h"
+#include "support/CacheFile.h"
 #include "support/ChunkWalk.h"
 #include "support/TempDir.h"
 
@@ -24,6 +27,7 @@ class Probe : public ZelRwMemCache {
     using ZelRwMemCache::convertToNonUniformSampling;
     using ZelRwMemCache::convertToUniformSampling;
     using ZelRwMemCache::ZelRwMemCache;
+    const std::vector<float>& times() const { return times_; }
     // "n=3 first=0 last=2 rate=1 times=": the whole sampling state, comparable at once.
     std::string sampling() const {
         std::ostringstream os;
@@ -96,7 +100,7 @@ std::vector<ChunkEntry> chunks(const std::string& path, const char (&tag)[5]) {
     return found;
 }
 
-// The length of the first "FREE" reserve after the sample jump table.
+// The length of the last "FREE" reserve: the one after the last jump table.
 int64 jumpReserve(const std::string& path) {
     return chunks(path, "FREE").back().header.length;
 }
@@ -107,19 +111,12 @@ class RwMemCacheTest : public ::testing::Test {
     std::string path = dir.file("cache.zel");
 };
 
-TEST(RwMemCacheAlloc, SamplesStayUniformOnlyWhileEvenlySpaced) {
-    Probe u;
-    ZelGroupChunk* g0 = u.allocSample(0, 0);
-    u.allocSample(1, 0);
-    u.allocSample(2, 0);
-    EXPECT_EQ(u.sampling(), "n=3 first=0 last=2 rate=1 times=");
-    EXPECT_EQ(u.allocSample(0, 0), g0);  // an existing sample hands back its group
-
+TEST(RwMemCacheAlloc, ExistingTimesAndNewObjects) {
     Probe n;
     build(n, {0, 1, 3});
     EXPECT_EQ(n.sampling(), "n=3 first=0 last=3 rate=0 times=0,1,3,");
     ZelGroupChunk* g = n.allocSample(1, 5);
-    EXPECT_EQ(n.getSample(1, 5), g);
+    EXPECT_EQ(n.allocSample(1, 5), g);  // an existing sample hands back its group
     EXPECT_EQ(n.getNumSamples(), 3);
     ASSERT_EQ(n.getNumObjects(), 6);
     EXPECT_EQ(n.getName(2) + n.getName(5), "");
@@ -152,6 +149,7 @@ TEST_F(RwMemCacheTest, InsertingReadsEverySampleBeforeIndicesMove) {
     // One rate step before the first sample keeps the cache uniform; two steps do not.
     Probe u;
     build(u, range(0, 3));
+    EXPECT_EQ(u.sampling(), "n=3 first=0 last=2 rate=1 times=");
     u.allocSample(-1, 0);
     EXPECT_EQ(u.sampling(), "n=4 first=-1 last=2 rate=1 times=-1,");
     EXPECT_EQ(posi(u, 1, 0), valueAt(0, 0));
@@ -160,30 +158,47 @@ TEST_F(RwMemCacheTest, InsertingReadsEverySampleBeforeIndicesMove) {
 }
 
 TEST(RwMemCacheSampling, ConversionsUseExactFloatSteps) {
-    Probe c;
-    build(c, {10, 10.25f, 10.5f});
-    EXPECT_EQ(c.getRate(), 4.0f);
-    c.convertToNonUniformSampling();
-    EXPECT_EQ(c.sampling(), "n=3 first=10 last=10.5 rate=0 times=10,10.25,10.5,");
-    EXPECT_TRUE(c.convertToUniformSampling());
-    EXPECT_EQ(c.sampling(), "n=3 first=10 last=10.5 rate=4 times=");
-
-    Probe halves;
-    build(halves, {0, 0.5f, 1});
-    halves.convertToNonUniformSampling();
-    EXPECT_TRUE(halves.convertToUniformSampling());
-    EXPECT_EQ(halves.getRate(), 2.0f);
-    Probe uneven;
-    build(uneven, {0, 0.5f, 1.5f});
-    EXPECT_FALSE(uneven.convertToUniformSampling());
-    EXPECT_EQ(uneven.sampling(), "n=3 first=0 last=1.5 rate=0 times=0,0.5,1.5,");
+    // {allocation order, rate then, the table convertToNonUniformSampling makes, whether
+    // convertToUniformSampling succeeds then, the rate after it}
+    struct Case {
+        std::vector<float> alloc;
+        float rate;
+        std::vector<float> table;
+        bool uniform;
+        float after;
+    };
+    const Case cases[] = {
+        {{0, 0.5f, 1}, 2, {0, 0.5f, 1}, true, 2},
+        {{0, 0.5f, 1.5f}, 0, {0, 0.5f, 1.5f}, false, 0},
+        // 1 / step in single precision: 1 / 0.1f rounds to 10 both times.
+        {{0, 0.1f, 0.2f}, 10, {0, 0.1f, 0.2f}, true, 10},
+        // i / rate + first in single precision: 2 / (1 / 7) lands just above 14, so the times
+        // are no longer evenly spaced.
+        {{-20, -13, -6, 1}, 1 / 7.0f, {-20, -13, -6.00000095f, 1}, false, 0},
+        // Differences in single precision: 1e-8 + 1 and 1 - 1e-8 both round to 1.
+        {{-1, 1, 1e-8f}, 0, {-1, 1e-8f, 1}, true, 1},
+        // A new first sample keeps the rate when 1 / (first - time) in double precision equals
+        // it: 16777220 - 3 is 16777217 there, 2^24 in single precision.
+        {{16777220, 33554436, 3}, 0, {3, 16777220, 33554436}, true, 1 / 16777216.0f},
+    };
+    for (const Case& c : cases) {
+        Probe p;
+        build(p, c.alloc, 0, 1);
+        EXPECT_EQ(p.getRate(), c.rate) << c.alloc[1];
+        p.convertToNonUniformSampling();
+        EXPECT_EQ(p.times(), c.table) << c.alloc[1];
+        EXPECT_EQ(p.convertToUniformSampling(), c.uniform) << c.alloc[1];
+        EXPECT_EQ(p.getRate(), c.after) << c.alloc[1];
+        EXPECT_EQ(p.times().empty(), c.uniform) << c.alloc[1];
+    }
 }
 
 TEST(RwMemCacheEdit, TruncateAndShiftFirstTime) {
     Probe c;
     build(c, range(0, 4));
     c.truncate(1.5f);
-    c.truncate(2);  // not before the last sample: nothing happens
+    c.truncate(2);    // not before the last sample: nothing happens
+    c.truncate(NAN);  // nor at no time
     EXPECT_EQ(c.sampling(), "n=3 first=0 last=2 rate=1 times=");
     EXPECT_EQ(c.getSample(3, 0), nullptr);
     EXPECT_EQ(posi(c, 2, 1), valueAt(2, 1));
@@ -196,8 +211,10 @@ TEST(RwMemCacheEdit, TruncateAndShiftFirstTime) {
     n.truncate(2);
     n.shiftFirstTimeTo(10);
     EXPECT_EQ(n.sampling(), "n=3 first=0 last=3 rate=0 times=10,11,13,17,");
-    n.truncate(-1);  // before the first sample: the whole cache goes
+    n.setKeepOpen(false);
+    n.truncate(-1);  // before the first sample: the whole cache goes, the keep-open flag stays
     EXPECT_EQ(n.getNumSamples() + n.getNumObjects(), 0);
+    EXPECT_FALSE(n.getKeepOpen());
 }
 
 TEST_F(RwMemCacheTest, NamesAndDirtyFlag) {
@@ -225,14 +242,10 @@ TEST_F(RwMemCacheTest, SavedCacheReloadsValueForValue) {
     ZelRwMemCache c;
     build(c, {2, 2.5f, 3});
     c.setSpace(0);
-    ZelDOBJChunk* a = c.getMETAChunk().getDOBJ(0);
-    a->addAttr(false, "color", "float3", kTypeFloat, 0, 3);
-    static_cast<ZelLeafChunk<float>*>(a->getDATR()->getStaticData(0))->values() = {1, 2, 3};
     const int64 before = std::time(nullptr);
     bool saved = false, deleted = true;
     ASSERT_TRUE(c.saveAs(path.c_str(), &saved, &deleted));
     EXPECT_TRUE(saved && !deleted && !c.isDirty());
-    EXPECT_EQ(c.getFilename(), path);
 
     ZelRoMemCache r;
     ASSERT_TRUE(r.load(path.c_str()));
@@ -241,10 +254,6 @@ TEST_F(RwMemCacheTest, SavedCacheReloadsValueForValue) {
     EXPECT_GE(r.getDateStamp(), before);
     EXPECT_LE(r.getDateStamp(), std::time(nullptr));
     EXPECT_EQ(r.getRate(), 2.0f);
-    const auto* color = dynamic_cast<const ZelLeafChunk<float>*>(r.getAttrData(0, 0, 0));
-    ASSERT_NE(color, nullptr);
-    EXPECT_EQ(color->values(), (std::vector<float>{1, 2, 3}));
-    EXPECT_EQ(color->getDimension(), 3);
     expectFile(path, 3);
 
     // Clean: nothing is written, not even a file that has gone.
@@ -252,6 +261,12 @@ TEST_F(RwMemCacheTest, SavedCacheReloadsValueForValue) {
     ASSERT_TRUE(c.save(&saved, &deleted));
     EXPECT_FALSE(saved);
     EXPECT_FALSE(ZelFile::exists(path.c_str()));
+
+    // Another name always rewrites, and the cache then belongs to it.
+    build(c, {3.5f});
+    ASSERT_TRUE(c.saveAs((path + "2").c_str()));
+    EXPECT_EQ(c.getFilename(), path + "2");
+    expectFile(path + "2", 4);
 }
 
 TEST_F(RwMemCacheTest, AppendFillsTheReserveInPlace) {
@@ -302,50 +317,65 @@ TEST_F(RwMemCacheTest, AppendFillsTheReserveInPlace) {
     EXPECT_NE(r.getSample(3, 1, makeTag("NOTE")), nullptr);
 }
 
-TEST_F(RwMemCacheTest, FillingASecondObjectIntoANewSampleRewrites) {
+TEST_F(RwMemCacheTest, AppendRefusesWhatItCannotAddInPlace) {
+    struct Case {
+        int objects;  // per frame
+        void (*change)(ZelRwMemCache&);
+        float next;   // the time of the sample then added at the end
+        int samples;  // in the rewritten file; 0: a non-uniform cache, not saved again
+    };
+    const Case cases[] = {
+        {2, nullptr, 10, 11},  // the second object's allocation is not at the end
+        {1, [](ZelRwMemCache& c) { c.setName(0, "longer"); }, 10, 11},  // metadata grows
+        {1, nullptr, 10.5f, 11},  // non-uniform now; the file's section has no time table
+        // A metadata child that the length estimate leaves out would not fit the old place.
+        {1, [](ZelRwMemCache& c) { c.getMETAChunk().addChild(new ZelGroupChunk(kPOSI)); }, 10, 11},
+        // Moved times of a non-uniform cache: the file's times are no longer the cache's.
+        {1, [](ZelRwMemCache& c) { c.shiftFirstTimeTo(0.25f); }, 10, 0},
+    };
+    for (const Case& k : cases) {
+        ZelRwMemCache c;
+        build(c, k.samples == 0 ? std::vector<float>{0, 0.5f, 2} : range(0, 10), 0, k.objects);
+        ASSERT_TRUE(c.saveAs(path.c_str()));
+        const std::vector<unsigned char> before = ZelTest::readFileBytes(path);
+        if (k.change != nullptr) {
+            k.change(c);
+        }
+        build(c, {k.next}, 0, k.objects);
+        EXPECT_FALSE(c.append()) << k.next << ' ' << k.samples;
+        EXPECT_EQ(ZelTest::readFileBytes(path), before) << k.next << ' ' << k.samples;
+        if (k.samples != 0) {
+            ASSERT_TRUE(c.save());
+            EXPECT_EQ(jumpReserve(path), 100 * 8);  // a fresh section
+            expectFile(path, k.samples);
+        }
+    }
+
+    // A non-uniform file whose times are evenly spaced: the cache turns uniform on saving, and
+    // the file's time table cannot take uniform samples.
+    ZelMETAChunk meta;
+    meta.numSamples = 2;
+    meta.firstTime = meta.rate = 0;
+    meta.lastTime = 1;
+    meta.date = 1;
+    meta.application = "rwtest";
+    meta.sourceFile = "scene.ma";
+    meta.addDOBJ("a");
+    ASSERT_TRUE(ZelTest::writeCacheFile(path, meta, nullptr, {0, 1}));
     ZelRwMemCache c;
-    build(c, range(0, 10));
-    ASSERT_TRUE(c.saveAs(path.c_str()));
-    const std::vector<unsigned char> before = ZelTest::readFileBytes(path);
-    build(c, {10});  // the second object's allocation is not at the end
-    EXPECT_FALSE(c.append());
-    EXPECT_EQ(ZelTest::readFileBytes(path), before);
-    ASSERT_TRUE(c.save());
-    EXPECT_EQ(jumpReserve(path), 100 * 8);  // a fresh section, not 99 entries left
-    expectFile(path, 11);
-}
-
-TEST_F(RwMemCacheTest, ChangesBeyondAppendingRewriteTheFile) {
-    ZelRwMemCache c;
-    build(c, range(0, 10), 0, 1);
-    ASSERT_TRUE(c.saveAs(path.c_str()));
-    const int64 oldJumps = chunks(path, "JSAM").at(0).offset;
-
-    // A longer name changes the metadata's length: append refuses before writing anything.
-    build(c, {10}, 0, 1);
-    c.setName(0, "longer");
-    const std::vector<unsigned char> before = ZelTest::readFileBytes(path);
-    EXPECT_FALSE(c.append());
-    EXPECT_EQ(ZelTest::readFileBytes(path), before);
-    ASSERT_TRUE(c.save());
-    EXPECT_EQ(chunks(path, "JSAM").at(0).offset, oldJumps + 5);
-    EXPECT_EQ(jumpReserve(path), 100 * 8);  // a fresh reserve
-    expectFile(path, 11);
-
-    // An uneven time makes the cache non-uniform; the file has no time table to extend.
-    build(c, {11.5f}, 0, 1);
+    ASSERT_TRUE(c.load(path.c_str()));
+    build(c, {2}, 0, 1);
     EXPECT_FALSE(c.append());
     ASSERT_TRUE(c.save());
-    EXPECT_EQ(chunks(path, "TIMS").at(0).values<float>().back(), 11.5f);
-    expectFile(path, 12);
-
-    // Another name always rewrites, and the cache then belongs to it.
-    const std::string other = dir.file("other.zel");
-    build(c, {12}, 0, 1);
-    ASSERT_TRUE(c.saveAs(other.c_str()));
-    EXPECT_EQ(c.getFilename(), other);
-    expectFile(path, 12);
-    expectFile(other, 13);
+    ASSERT_TRUE(c.load(path.c_str()));
+    EXPECT_EQ(c.getRate(), 1.0f);
+    // Equal times have no rate: such a cache is saved non-uniform, not with an infinite rate.
+    meta.lastTime = 0;
+    ASSERT_TRUE(ZelTest::writeCacheFile(path, meta, nullptr, {0, 0}));
+    ASSERT_TRUE(c.load(path.c_str()));
+    ASSERT_TRUE(c.saveAs((path + "2").c_str()));
+    ASSERT_TRUE(c.load((path + "2").c_str()));
+    EXPECT_EQ(c.getRate(), 0.0f);
 }
 
 TEST_F(RwMemCacheTest, ShortReserveStartsAnotherSection) {
@@ -383,11 +413,13 @@ TEST_F(RwMemCacheTest, DamagedFileMakesAppendFailAndSaveRewrite) {
     ASSERT_TRUE(c.saveAs(path.c_str()));
     const std::vector<unsigned char> good = ZelTest::readFileBytes(path);
     const int64 sams = chunks(path, "SAMS").at(0).offset, jsam = chunks(path, "JSAM").at(0).offset;
-    // {offset, value}: lengths at header offset + 8, the first jump entry at JSAM + 16.
+    // {offset, value}: lengths at header offset + 8, the first jump entry at JSAM + 16, the
+    // reserve's length behind the ten jump entries. The last is a reserve said to reach into the
+    // samples, which a large append would overwrite.
     const int64 damages[][2] = {{sams + 8, 0},         {sams + 8, int64(1) << 40},
                                 {jsam + 8, 1LL << 60}, {jsam + 8, 12},
                                 {jsam + 16, 4},        {24 + 8, 3},
-                                {jsam + 96 + 8, -8}};
+                                {jsam + 96 + 8, -8},   {jsam + 96 + 8, 200 * 8}};
     for (const auto& d : damages) {
         std::vector<unsigned char> bad = good;
         std::memcpy(bad.data() + d[0], &d[1], sizeof(int64));
@@ -435,6 +467,16 @@ TEST_F(RwMemCacheTest, CacheWithoutObjectsDeletesItsFile) {
     ASSERT_TRUE(c.saveAs(path.c_str()));
     ASSERT_TRUE(c.append());
     EXPECT_EQ(chunks(path, "SAMS").size() + chunks(path, "DOBJ").size(), 1u);
+    // A name that cannot be written (a directory): append leaves the date stamp alone, and an
+    // empty cache cannot delete it but still answers true.
+    ASSERT_EQ(std::remove(path.c_str()), 0);
+    ASSERT_EQ(mkdir(path.c_str(), 0700), 0);
+    c.getMETAChunk().date = 0;
+    EXPECT_FALSE(c.append());
+    EXPECT_EQ(c.getDateStamp(), 0);
+    ASSERT_TRUE(ZelRwMemCache().saveAs(path.c_str(), &saved, &deleted));
+    EXPECT_FALSE(deleted);
+    rmdir(path.c_str());
 }
 
 TEST_F(RwMemCacheTest, LoadedCacheExtendsItsFile) {
@@ -453,17 +495,6 @@ TEST_F(RwMemCacheTest, LoadedCacheExtendsItsFile) {
         // The constructor's read-only handle cannot take an append: the file was rewritten.
         EXPECT_EQ(jumpReserve(path), constructed ? 100 * 8 : 99 * 8);
     }
-
-    // A metadata child that the length estimate leaves out does not fit the old place: found
-    // before it overwrites the samples that the rewrite then reads.
-    ZelRwMemCache c;
-    ASSERT_TRUE(c.load(path.c_str()));
-    std::vector<char> note(4000, 'x');
-    c.getMETAChunk().addChild(new ZelLeafChunk<char>(makeTag("NOTE"), note));
-    build(c, {6}, 0, 1);
-    EXPECT_FALSE(c.append());
-    ASSERT_TRUE(c.save());
-    expectFile(path, 7);
 }
 
 }  // namespace
