@@ -301,12 +301,14 @@ Values homogeneous(const Values& stored, int count) {
     return out;
 }
 
-// Float values halfway between those of `frame` and the next, as linear blending makes them.
-Values halfway(const std::function<std::vector<float>(float)>& values, int frame) {
+// Float values halfway between those of `frame` and the next, as linear blending makes them:
+// summed in float for positions, in double for control points.
+Values halfway(const std::function<std::vector<float>(float)>& values, int frame,
+               bool sumInDouble = false) {
     const std::vector<float> a = values(float(frame)), b = values(float(frame + 1));
     Values mid(a.size());
     for (size_t i = 0; i < a.size(); ++i) {
-        mid[i] = 0.5f * a[i] + 0.5f * b[i];
+        mid[i] = sumInDouble ? 0.5 * double(a[i]) + 0.5 * double(b[i]) : 0.5f * a[i] + 0.5f * b[i];
     }
     return mid;
 }
@@ -385,13 +387,13 @@ std::vector<Track> makeTracks(const MeshZelObj& ripple, const TransformZelObj& p
              return hoop.getControlPointsAtTime(time, hints, out, state);
          },
          [hoopCount](float t) { return homogeneous(widen(hoopPoints(t)), hoopCount); },
-         [hoopCount](int f) { return homogeneous(halfway(hoopPoints, f), hoopCount); }},
+         [hoopCount](int f) { return homogeneous(halfway(hoopPoints, f, true), hoopCount); }},
         {"flag control points", "point (4,0) z", 4 * 4 * kFlagV + 2, 0, 0.024,
          [&flag](float time, ZelInterpolationHints& hints, Values& out, State& state) {
              return flag.getControlPointsAtTime(time, hints, out, state);
          },
          [flagCount](float t) { return homogeneous(widen(flagPoints(t)), flagCount); },
-         [flagCount](int f) { return homogeneous(halfway(flagPoints, f), flagCount); }},
+         [flagCount](int f) { return homogeneous(halfway(flagPoints, f, true), flagCount); }},
         {"target weight", "weight", 0, 1e-12, 0.015,
          [&target, weight](float time, ZelInterpolationHints& hints, Values& out, State&) {
              int dimension;
