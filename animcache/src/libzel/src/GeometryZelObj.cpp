@@ -57,8 +57,9 @@ int GeometryZelObj::pointDimension(const ZelChunk* chunk) {
     return d == 3 || d == 4 ? d : 3;
 }
 
-bool GeometryZelObj::copyReals(int sampleIndex, unsigned int tag, std::vector<float>& values,
-                               AnimationState& state, int* dimension) const {
+template <class T>
+bool GeometryZelObj::copyRealsAs(int sampleIndex, unsigned int tag, std::vector<T>& values,
+                                 AnimationState& state, int* dimension) const {
     const ZelChunk* chunk = nullptr;
     const AnimationState origin = findChunk(sampleIndex, tag, chunk);
     if (chunk == nullptr) {
@@ -74,21 +75,14 @@ bool GeometryZelObj::copyReals(int sampleIndex, unsigned int tag, std::vector<fl
     return true;
 }
 
+bool GeometryZelObj::copyReals(int sampleIndex, unsigned int tag, std::vector<float>& values,
+                               AnimationState& state, int* dimension) const {
+    return copyRealsAs(sampleIndex, tag, values, state, dimension);
+}
+
 bool GeometryZelObj::copyReals(int sampleIndex, unsigned int tag, std::vector<double>& values,
                                AnimationState& state, int* dimension) const {
-    const ZelChunk* chunk = nullptr;
-    const AnimationState origin = findChunk(sampleIndex, tag, chunk);
-    if (chunk == nullptr) {
-        return false;
-    }
-    if (dimension != nullptr) {
-        *dimension = pointDimension(chunk);
-    }
-    if (!copyRealData(chunk, values)) {
-        return false;
-    }
-    state = origin;
-    return true;
+    return copyRealsAs(sampleIndex, tag, values, state, dimension);
 }
 
 bool GeometryZelObj::getPositionData(int sampleIndex, const std::vector<double>*& data,
