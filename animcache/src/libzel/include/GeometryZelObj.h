@@ -65,6 +65,9 @@ class ZEL_API GeometryZelObj : public ZelHelperObj {
     // The value chunk of the first attribute named "rmanP__Pref" or "vorn_Pref" at the cache's
     // first time, or null.
     const ZelChunk* getPrefChunk() const;
+    // Both getPrefData overloads.
+    template <class T>
+    bool getPrefDataAs(const std::vector<T>*& data, int& dimension) const;
     // Both copyReals overloads.
     template <class T>
     bool copyRealsAs(int sampleIndex, unsigned int tag, std::vector<T>& values,

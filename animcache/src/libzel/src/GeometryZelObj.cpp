@@ -163,7 +163,8 @@ const ZelChunk* GeometryZelObj::getPrefChunk() const {
     return nullptr;
 }
 
-bool GeometryZelObj::getPrefData(const std::vector<double>*& data, int& dimension) const {
+template <class T>
+bool GeometryZelObj::getPrefDataAs(const std::vector<T>*& data, int& dimension) const {
     data = nullptr;
     dimension = 0;
     const ZelChunk* chunk = getPrefChunk();
@@ -176,16 +177,12 @@ bool GeometryZelObj::getPrefData(const std::vector<double>*& data, int& dimensio
     return true;
 }
 
+bool GeometryZelObj::getPrefData(const std::vector<double>*& data, int& dimension) const {
+    return getPrefDataAs(data, dimension);
+}
+
 bool GeometryZelObj::getPrefData(const std::vector<float>*& data, int& dimension) const {
-    data = nullptr;
-    dimension = 0;
-    const ZelChunk* chunk = getPrefChunk();
-    if (!getZelLeafData(chunk, data)) {
-        return false;
-    }
-    const int d = getDimension(chunk);
-    dimension = d == 0 ? 3 : d;
-    return true;
+    return getPrefDataAs(data, dimension);
 }
 
 }  // namespace Zel

@@ -1,4 +1,5 @@
 #include "ZelCache.h"
+#include "ZelTags.h"
 
 #include <algorithm>
 #include <cassert>
@@ -17,16 +18,6 @@ namespace {
 
 // Load failures name this source by its path in the source tree, whatever the build's path.
 const char* const kSourcePath = "animcache/src/libzel/src/ZelCache.cpp";
-
-constexpr uint32 kTagMETA = makeTag("META");
-constexpr uint32 kTagSAMS = makeTag("SAMS");
-constexpr uint32 kTagTIMS = makeTag("TIMS");
-constexpr uint32 kTagJSAM = makeTag("JSAM");
-constexpr uint32 kTagFREE = makeTag("FREE");
-constexpr uint32 kTagSAMP = makeTag("SAMP");
-constexpr uint32 kTagJOBJ = makeTag("JOBJ");
-constexpr uint32 kTagSOBJ = makeTag("SOBJ");
-constexpr uint32 kTagDATR = makeTag("DATR");
 
 // "No time": the quiet NaN with the bit pattern 0x7FC00000.
 float noTime() {

@@ -5,17 +5,11 @@
 #include <iostream>
 
 #include "ZelDefinitionChunks.h"
+#include "ZelTags.h"
 
 namespace Zel {
 
 static int debugLevel = ZEL_DEBUG_LEVEL;
-
-namespace {
-
-constexpr uint32 kTagPOSI = makeTag("POSI");
-constexpr uint32 kTagATRS = makeTag("ATRS");
-
-}  // namespace
 
 ZelRoMemCache::ZelRoMemCache() = default;
 

@@ -8,19 +8,13 @@
 #include <iostream>
 
 #include "ZelSAMSChunk.h"
+#include "ZelTags.h"
 
 namespace Zel {
 
 static int debugLevel = ZEL_DEBUG_LEVEL;
 
 namespace {
-
-constexpr uint32 kTagMETA = makeTag("META");
-constexpr uint32 kTagSAMS = makeTag("SAMS");
-constexpr uint32 kTagTIMS = makeTag("TIMS");
-constexpr uint32 kTagJSAM = makeTag("JSAM");
-constexpr uint32 kTagFREE = makeTag("FREE");
-constexpr uint32 kTagSOBJ = makeTag("SOBJ");
 
 // Spare room every new samples section gets at the least.
 constexpr int64 kMinReserve = 100;

@@ -1,4 +1,5 @@
 #include "ZelSAMSChunk.h"
+#include "ZelTags.h"
 
 #include <cstdio>
 #include <iostream>
@@ -8,14 +9,6 @@ namespace Zel {
 static int debugLevel = ZEL_DEBUG_LEVEL;
 
 namespace {
-
-constexpr uint32 kTagSAMS = makeTag("SAMS");
-constexpr uint32 kTagTIMS = makeTag("TIMS");
-constexpr uint32 kTagJSAM = makeTag("JSAM");
-constexpr uint32 kTagSAMP = makeTag("SAMP");
-constexpr uint32 kTagJOBJ = makeTag("JOBJ");
-constexpr uint32 kTagSOBJ = makeTag("SOBJ");
-constexpr uint32 kTagFREE = makeTag("FREE");
 
 // A reserve chunk of `length` bytes whose payload is skipped, not written.
 bool writeReserve(ZelFile& f, int64 length) {

@@ -21,6 +21,7 @@
 #include "ZelFileChunks.h"
 #include "ZelRoMemCache.h"
 #include "ZelSAMSChunk.h"
+#include "ZelTags.h"
 
 using namespace Zel;
 
@@ -77,7 +78,6 @@ namespace {
 constexpr uint32 kTagMTRX = makeTag("MTRX");
 constexpr uint32 kTagMESH = makeTag("MESH");
 constexpr uint32 kTagMSPT = makeTag("MSPT");
-constexpr uint32 kTagPOSI = makeTag("POSI");
 constexpr uint32 kTagELOC = makeTag("ELOC");
 constexpr uint32 kTagLXCS = makeTag("LXCS");
 constexpr uint32 kTagNRBC = makeTag("NRBC");
