@@ -3,10 +3,9 @@
 #include "ZelDefinitionChunks.h"
 #include "ZelInterpolation.h"
 #include "ZelRoMemCache.h"
+#include "ZelTrace.h"
 
 namespace Zel {
-
-static int debugLevel = ZEL_DEBUG_LEVEL;
 
 namespace {
 

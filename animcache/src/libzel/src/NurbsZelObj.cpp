@@ -4,10 +4,9 @@
 #include <iostream>
 
 #include "ZelInterpolation.h"
+#include "ZelTrace.h"
 
 namespace Zel {
-
-static int debugLevel = ZEL_DEBUG_LEVEL;
 
 namespace {
 

@@ -6,10 +6,9 @@
 #include "ZelDefinitionChunks.h"
 #include "ZelInterpolation.h"
 #include "ZelMatrix.h"
+#include "ZelTrace.h"
 
 namespace Zel {
-
-static int debugLevel = ZEL_DEBUG_LEVEL;
 
 namespace {
 

@@ -1,5 +1,4 @@
 #include "ZelCache.h"
-#include "ZelTags.h"
 
 #include <algorithm>
 #include <cassert>
@@ -10,9 +9,10 @@
 #include <memory>
 #include <string_view>
 
-namespace Zel {
+#include "ZelFormat.h"
+#include "ZelTrace.h"
 
-static int debugLevel = ZEL_DEBUG_LEVEL;
+namespace Zel {
 
 namespace {
 

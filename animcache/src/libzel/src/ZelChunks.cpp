@@ -7,10 +7,9 @@
 #include <new>
 
 #include "ZelDefinitionChunks.h"
+#include "ZelTrace.h"
 
 namespace Zel {
-
-static int debugLevel = ZEL_DEBUG_LEVEL;
 
 static_assert(sizeof(int) == 4 && sizeof(float) == 4 && sizeof(double) == 8,
               "leaf elements are stored with their in-memory width");

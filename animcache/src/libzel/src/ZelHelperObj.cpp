@@ -10,10 +10,9 @@
 #include "ZelHeader.h"
 #include "ZelInterpolation.h"
 #include "ZelRoMemCache.h"
+#include "ZelTrace.h"
 
 namespace Zel {
-
-static int debugLevel = ZEL_DEBUG_LEVEL;
 
 namespace {
 

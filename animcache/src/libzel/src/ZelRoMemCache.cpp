@@ -5,11 +5,10 @@
 #include <iostream>
 
 #include "ZelDefinitionChunks.h"
-#include "ZelTags.h"
+#include "ZelFormat.h"
+#include "ZelTrace.h"
 
 namespace Zel {
-
-static int debugLevel = ZEL_DEBUG_LEVEL;
 
 ZelRoMemCache::ZelRoMemCache() = default;
 

@@ -7,12 +7,11 @@
 #include <ctime>
 #include <iostream>
 
+#include "ZelFormat.h"
 #include "ZelSAMSChunk.h"
-#include "ZelTags.h"
+#include "ZelTrace.h"
 
 namespace Zel {
-
-static int debugLevel = ZEL_DEBUG_LEVEL;
 
 namespace {
 

@@ -1,12 +1,12 @@
 #include "ZelSAMSChunk.h"
-#include "ZelTags.h"
 
 #include <cstdio>
 #include <iostream>
 
-namespace Zel {
+#include "ZelFormat.h"
+#include "ZelTrace.h"
 
-static int debugLevel = ZEL_DEBUG_LEVEL;
+namespace Zel {
 
 namespace {
 

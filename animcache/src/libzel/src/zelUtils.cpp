@@ -21,7 +21,7 @@
 #include "ZelFileChunks.h"
 #include "ZelRoMemCache.h"
 #include "ZelSAMSChunk.h"
-#include "ZelTags.h"
+#include "ZelFormat.h"
 
 using namespace Zel;
 
