@@ -17,6 +17,8 @@
 #include <vector>
 
 #include "Zel.h"
+// The format's tag names; in-tree programs share the library's internal list.
+#include "ZelFormat.h"
 
 using namespace Zel;
 
@@ -55,7 +57,7 @@ bool writeCache(const char* path) {
     meta.rate = 1;
     meta.addDOBJ("mesh");
     // The "MESH" group makes the factory build a mesh object for it.
-    meta.getDOBJ(0)->addChild(new ZelGroupChunk(makeTag("MESH")));
+    meta.getDOBJ(0)->addChild(new ZelGroupChunk(kTagMESH));
     if (!meta.write(f)) {
         return false;
     }
@@ -69,7 +71,7 @@ bool writeCache(const char* path) {
             positions[j] = static_cast<float>(j % 3 + static_cast<size_t>(s));
         }
         if (!sams.writeStartSAMPChunk(f, 1, nullptr) || !sams.writeStartSOBJChunk(f) ||
-            !f.writeChunk(makeTag("POSI"), positions, -1, 1, 3) || !sams.writeEndSOBJChunk(f) ||
+            !f.writeChunk(kTagPOSI, positions, -1, 1, 3) || !sams.writeEndSOBJChunk(f) ||
             !sams.writeEndSAMPChunk(f)) {
             return false;
         }
@@ -86,7 +88,7 @@ double readAll(const char* path, int limit) {
     double sum = 0;
     for (int s = 0; s < cache.getNumSamples(); ++s) {
         const auto* posi =
-            dynamic_cast<const ZelLeafChunk<float>*>(cache.getSample(s, 0, makeTag("POSI")));
+            dynamic_cast<const ZelLeafChunk<float>*>(cache.getSample(s, 0, kTagPOSI));
         if (posi == nullptr || posi->values().size() != 3 * static_cast<size_t>(kVertices)) {
             return std::nan("");
         }
@@ -209,7 +211,7 @@ void addFrames(ZelRwMemCache& cache, int first, int last) {
             positions[j] = static_cast<float>(j % 3 + static_cast<size_t>(frame - 1));
         }
         cache.allocSample(static_cast<float>(frame), 0)
-            ->addChild(new ZelLeafChunk<float>(makeTag("POSI"), 1, 3, positions));
+            ->addChild(new ZelLeafChunk<float>(kTagPOSI, 1, 3, positions));
     }
 }
 

@@ -22,6 +22,8 @@
 #include <vector>
 
 #include "Zel.h"
+// The format's tag names; in-tree programs share the library's internal list.
+#include "ZelFormat.h"
 
 using namespace Zel;
 
@@ -164,15 +166,15 @@ void defineScene(ZelRwMemCache& cache) {
     }
     ZelMETAChunk& meta = cache.getMETAChunk();
     ZelDOBJChunk* ripple = meta.getDOBJ(kRipple);
-    ripple->addChild(group(makeTag("MESH"),
-                           {leaf(makeTag("PCNT"), std::vector<int>((kGrid - 1) * (kGrid - 1), 4)),
-                            leaf(makeTag("PIDS"), rippleFaces()),
-                            leaf(makeTag("MSPT"), std::vector<int>{1})}));  // 1: polygons
+    ripple->addChild(group(kTagMESH,
+                           {leaf(kTagPCNT, std::vector<int>((kGrid - 1) * (kGrid - 1), 4)),
+                            leaf(kTagPIDS, rippleFaces()),
+                            leaf(kTagMSPT, std::vector<int>{1})}));  // 1: polygons
     addStaticAttr(ripple, "rmanP__Pref", "point", rippleAt(0, kRestPose), 3);
 
     // Attributes are numbered animated first; the static ones are added after them.
     ZelDOBJChunk* pivot = meta.getDOBJ(kPivot);
-    pivot->addChild(leaf(makeTag("XFRM"), std::vector<int>{1}));
+    pivot->addChild(leaf(kTagXFRM, std::vector<int>{1}));
     pivot->addAttr(true, "translateY", "float", kTypeFloat, 0, 1);
     pivot->addAttr(true, "rotateZ", "float", kTypeFloat, 0, 1);
     addStaticAttr(pivot, "translateX", "float", std::vector<float>{kPivotX}, 1);
@@ -180,24 +182,24 @@ void defineScene(ZelRwMemCache& cache) {
     // Periodic cubic: 8 distinct points, 11 control points, 13 knots.
     const std::vector<float> knots{-2, -1, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
     meta.getDOBJ(kHoop)->addChild(
-        group(makeTag("NRBC"), {leaf(makeTag("DEGR"), std::vector<int>{3}),
-                                leaf(makeTag("FORM"), std::vector<std::string>{"kPeriodic"}),
-                                leaf(makeTag("KNTU"), knots)}));
+        group(kTagNRBC, {leaf(kTagDEGR, std::vector<int>{3}),
+                                leaf(kTagFORM, std::vector<std::string>{"kPeriodic"}),
+                                leaf(kTagKNTU, knots)}));
     meta.getDOBJ(kFlag)->addChild(group(
-        makeTag("NRBS"), {leaf(makeTag("DEGR"), std::vector<int>{3, 3}),
-                          leaf(makeTag("FORM"), std::vector<std::string>{"kOpen", "kOpen"}),
-                          leaf(makeTag("KNTU"), std::vector<float>{0, 0, 0, 1, 2, 2, 2}),
-                          leaf(makeTag("KNTV"), std::vector<float>{0, 0, 0, 1, 2, 3, 3, 3})}));
+        kTagNRBS, {leaf(kTagDEGR, std::vector<int>{3, 3}),
+                          leaf(kTagFORM, std::vector<std::string>{"kOpen", "kOpen"}),
+                          leaf(kTagKNTU, std::vector<float>{0, 0, 0, 1, 2, 2, 2}),
+                          leaf(kTagKNTV, std::vector<float>{0, 0, 0, 1, 2, 3, 3, 3})}));
 
     // A float box holds (min x, max x, min y, max y, min z, max z); a double box holds the
     // minimum point, then the maximum point.
     ZelDOBJChunk* target = meta.getDOBJ(kTarget);
-    target->addChild(leaf(makeTag("ELOC"), std::vector<int>{1}));
-    target->addChild(leaf(makeTag("BBOX"), std::vector<float>{-.1f, .1f, -.2f, .2f, -.1f, .1f}));
+    target->addChild(leaf(kTagELOC, std::vector<int>{1}));
+    target->addChild(leaf(kTagBBOX, std::vector<float>{-.1f, .1f, -.2f, .2f, -.1f, .1f}));
     target->addAttr(true, "weight", "double", kTypeDouble, 0, 1);
     ZelDOBJChunk* ground = meta.getDOBJ(kGround);
-    ground->addChild(leaf(makeTag("LXCS"), std::vector<int>{1}));
-    ground->addChild(leaf(makeTag("BBOX"), std::vector<double>{-5, 0, -5, 5, 0, 5}));
+    ground->addChild(leaf(kTagLXCS, std::vector<int>{1}));
+    ground->addChild(leaf(kTagBBOX, std::vector<double>{-5, 0, -5, 5, 0, 5}));
     addStaticAttr(ground, "scoped", "bool", std::vector<int>{0});
     addStaticAttr(ground, "displayShape", "int", std::vector<int>{3});
     addStaticAttr(ground, "parentRig", "string", std::vector<std::string>{"|scene|pivot"});
@@ -207,22 +209,22 @@ void defineScene(ZelRwMemCache& cache) {
 void recordFrame(ZelRwMemCache& cache, int frame) {
     const float t = float(frame);
     ZelGroupChunk* ripple = cache.allocSample(t, kRipple);
-    ripple->addChild(leaf(makeTag("POSI"), rippleAt(t), 1, 3));            // "point", "3d"
-    ripple->addChild(leaf(makeTag("VPNO"), rippleAt(t, kNormals), 3, 3));  // "normal", "3d"
+    ripple->addChild(leaf(kTagPOSI, rippleAt(t), 1, 3));            // "point", "3d"
+    ripple->addChild(leaf(kTagVPNO, rippleAt(t, kNormals), 3, 3));  // "normal", "3d"
     // Animated attribute values live in the sample's "ATRS" group, in attribute order.
     // The pivot keeps its matrix too ("transform", "4x4"): at a stored frame, and for order 0,
     // the transform answers with it; its channels are blended only between frames.
     ZelGroupChunk* pivot = cache.allocSample(t, kPivot);
     pivot->addChild(
-        group(makeTag("ATRS"), {leaf(makeTag("ATTR"), std::vector<float>{pivotY(t)}, 0, 1),
-                                leaf(makeTag("ATTR"), std::vector<float>{pivotRotateZ(t)}, 0, 1)}));
+        group(kTagATRS, {leaf(kTagATTR, std::vector<float>{pivotY(t)}, 0, 1),
+                                leaf(kTagATTR, std::vector<float>{pivotRotateZ(t)}, 0, 1)}));
     const std::vector<double> m = pivotMatrix(pivotY(t), pivotRotateZ(t));
-    pivot->addChild(leaf(makeTag("MTRX"), std::vector<float>(m.begin(), m.end()), 4, 16));
-    cache.allocSample(t, kHoop)->addChild(leaf(makeTag("POSI"), hoopPoints(t), 1, 3));
-    cache.allocSample(t, kFlag)->addChild(leaf(makeTag("POSI"), flagPoints(t), 1, 3));
+    pivot->addChild(leaf(kTagMTRX, std::vector<float>(m.begin(), m.end()), 4, 16));
+    cache.allocSample(t, kHoop)->addChild(leaf(kTagPOSI, hoopPoints(t), 1, 3));
+    cache.allocSample(t, kFlag)->addChild(leaf(kTagPOSI, flagPoints(t), 1, 3));
     cache.allocSample(t, kTarget)
-        ->addChild(group(makeTag("ATRS"),
-                         {leaf(makeTag("ATTR"), std::vector<double>{targetWeight(t)}, 0, 1)}));
+        ->addChild(group(kTagATRS,
+                         {leaf(kTagATTR, std::vector<double>{targetWeight(t)}, 0, 1)}));
 }
 
 // Saves frames 1-24, then reopens the file, adds the later frames and saves again, telling how

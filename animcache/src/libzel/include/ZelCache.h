@@ -155,6 +155,11 @@ class ZEL_API ZelCache {
     // Load steps after "META": the samples sections' tables, then their agreement with it.
     void readSamplesSections();
     void checkTimes();
+    // Reads up to the next "SAMS" header and returns where that section ends.
+    int64 findNextSection();
+    // Checks one section's tables (whether it had a "TIMS" and a "JSAM") against the metadata
+    // and the tables of every section so far.
+    void checkSectionTables(bool sawTimes, bool sawJumps);
     // The definition of `object`, which must be below getNumObjects().
     const ZelDOBJChunk* objDef(int object) const;
 };

@@ -87,6 +87,12 @@ class ZEL_API ZelRwMemCache : public ZelRoMemCache {
     // A new per-sample array of `object` + 1 entries holding a new empty "SOBJ" group at
     // `object`, which `group` receives.
     static std::unique_ptr<ObjectGroups> newSampleGroups(int object, ZelGroupChunk*& group);
+    // The three ways allocSample makes a sample: the first of the cache, one after the last, and
+    // one inserted at index `i` (every sample read into memory first). Each returns the new
+    // sample's group of `object`.
+    ZelGroupChunk* allocFirstSample(float time, int object);
+    ZelGroupChunk* allocSampleAfterLast(float time, int object);
+    ZelGroupChunk* insertSample(int i, float time, int object);
     // Adds empty-named object definitions until `object` has one.
     void extendObjects(int object);
     // The spare room a new samples section gets.
@@ -95,9 +101,20 @@ class ZEL_API ZelRwMemCache : public ZelRoMemCache {
     bool writeSamples(ZelSAMSChunk& sams, int first, bool nonUniform);
     // The full rewrite of saveAs.
     bool rewrite(const char* filename);
-    // The scan and checks of append, up to the writes.
+    // What append learns from the file: its size, where its metadata and last samples section
+    // stand, and every section's tables.
     struct AppendPlan;
+    // Scans the cache's open file into `plan`; false for a file an append cannot build on.
     bool planAppend(AppendPlan& plan);
+    // Reads the samples section whose header `h` lies at `pos` into `plan` and moves past it.
+    bool planSection(int64 pos, const ZelHeader& h, AppendPlan& plan);
+    // Whether the file's samples are the cache's first ones and its tables can take the rest;
+    // `uniform` receives whether the cache (now) samples uniformly.
+    bool matchesFile(const AppendPlan& plan, bool& uniform);
+    // Writes the metadata in place and the samples past the file's last one.
+    bool writeAppended(const AppendPlan& plan, bool uniform);
+    // The append of a cache without samples: the identification and metadata chunks alone.
+    bool writeHeadOnly();
 
     bool dirty_ = false;
     // Whether the last allocation appended a sample after the last one.

@@ -22,7 +22,7 @@ using int64 = std::int64_t;
 using uint64 = std::uint64_t;
 
 // The tag of four characters as stored in a chunk header: the first character in the low byte,
-// so makeTag("FREE") == 0x45455246.
+// so the tag of "FREE" is 0x45455246.
 constexpr uint32 makeTag(const char (&s)[5]) {
     return static_cast<uint32>(static_cast<unsigned char>(s[0])) |
            static_cast<uint32>(static_cast<unsigned char>(s[1])) << 8 |

@@ -132,85 +132,25 @@ bool ZelCache::load(const char* filename, bool keepOpen) {
 // Reads the time and jump tables of one samples section after another until the jump table
 // covers every sample. The samples themselves are not visited.
 void ZelCache::readSamplesSections() {
-    const int64 numSamples = meta_.numSamples;
     for (;;) {
-        ZelHeader h;
-        for (;;) {
-            if (!file_.readHeader(h)) {
-                failLoad(__LINE__, "missing next SAMS chunk for sample ");
-            }
-            if (h.tag == kTagSAMS) {
+        const int64 sectionEnd = findNextSection();
+        SectionTables tables;
+        switch (readSectionTables(file_, times_, jumpTable_, tables,
+                                  debugLevel >= 1 ? &std::cerr : nullptr)) {
+            case SectionTablesError::kTimes:
+                failLoad(__LINE__, "error reading TIMS chunk");
                 break;
-            }
-            if (!file_.skipData(h)) {
-                failLoad(__LINE__, "error skipping chunk");
-            }
-        }
-        if (!file_.isOpen()) {
-            failLoad(__LINE__, "error telling file");
-        }
-        const int64 start = file_.tell();
-        const int64 sectionEnd = h.length > std::numeric_limits<int64>::max() - start
-                                     ? std::numeric_limits<int64>::max()
-                                     : start + h.length;
-
-        bool sawTimes = false;
-        bool sawJumps = false;
-        while (file_.readHeader(h)) {
-            if (debugLevel >= 1) {
-                h.print(std::cerr) << ' ' << file_.tell() << '\n';
-            }
-            if (h.tag == kTagSAMP) {
+            case SectionTablesError::kJumps:
+                failLoad(__LINE__, "error reading JSAM chunk");
                 break;
-            }
-            if (h.tag == kTagTIMS) {
-                sawTimes = true;
-                // Every entry occupies its own bytes of the file, so a table longer than the rest
-                // of the file, or not a whole number of entries, is damaged.
-                if (h.length < 0 || h.length > file_.bytesLeft() ||
-                    h.length % static_cast<int64>(sizeof(float)) != 0) {
-                    failLoad(__LINE__, "error reading TIMS chunk");
-                }
-                const size_t old = times_.size();
-                times_.resize(old + static_cast<size_t>(h.length) / sizeof(float));
-                if (!file_.readData(h, times_.data() + old)) {
-                    failLoad(__LINE__, "error reading TIMS chunk");
-                }
-            } else if (h.tag == kTagJSAM) {
-                sawJumps = true;
-                if (h.length < 0 || h.length > file_.bytesLeft() ||
-                    h.length % static_cast<int64>(sizeof(int64)) != 0) {
-                    failLoad(__LINE__, "error reading JSAM chunk");
-                }
-                const size_t old = jumpTable_.size();
-                jumpTable_.resize(old + static_cast<size_t>(h.length) / sizeof(int64));
-                if (!file_.readData(h, jumpTable_.data() + old)) {
-                    failLoad(__LINE__, "error reading JSAM chunk");
-                }
-            } else if (h.tag == kTagFREE) {
-                if (!file_.skipData(h)) {
-                    failLoad(__LINE__, "error skipping FREE chunk");
-                }
-            }
-            // Any other header is only consumed: the walk goes on inside its payload.
+            case SectionTablesError::kReserve:
+                failLoad(__LINE__, "error skipping FREE chunk");
+                break;
+            case SectionTablesError::kNone:
+                break;
         }
-        if (!sawJumps) {
-            failLoad(__LINE__, "missing JSAM chunk");
-        }
-        if (jumpTable_.empty()) {
-            failLoad(__LINE__, "no entries in jump table");
-        }
-        if (meta_.rate == 0.0f) {
-            if (!sawTimes) {
-                failLoad(__LINE__, "missing TIMS chunk");
-            }
-            if (times_.size() != jumpTable_.size()) {
-                failLoad(__LINE__, "jump table and time table size mismatch");
-            }
-        } else if (sawTimes) {
-            failLoad(__LINE__, "unexpected TIMS chunk");
-        }
-        if (static_cast<int64>(jumpTable_.size()) >= numSamples) {
+        checkSectionTables(tables.hasTimes, tables.hasJumps);
+        if (static_cast<int64>(jumpTable_.size()) >= meta_.numSamples) {
             return;
         }
         // The next section lies behind everything scanned so far; a section end before the scan's
@@ -219,6 +159,47 @@ void ZelCache::readSamplesSections() {
             !file_.seek(sectionEnd, SEEK_SET, true)) {
             failLoad(__LINE__, "error seeking file");
         }
+    }
+}
+
+// Reads up to and including the next "SAMS" header, skipping every other chunk, and returns the
+// position where that section ends.
+int64 ZelCache::findNextSection() {
+    ZelHeader h;
+    for (;;) {
+        if (!file_.readHeader(h)) {
+            failLoad(__LINE__, "missing next SAMS chunk for sample ");
+        }
+        if (h.tag == kTagSAMS) {
+            break;
+        }
+        if (!file_.skipData(h)) {
+            failLoad(__LINE__, "error skipping chunk");
+        }
+    }
+    if (!file_.isOpen()) {
+        failLoad(__LINE__, "error telling file");
+    }
+    return payloadEnd(file_.tell(), h);
+}
+
+// Checks the tables of one section against the metadata, with every section's tables so far.
+void ZelCache::checkSectionTables(bool sawTimes, bool sawJumps) {
+    if (!sawJumps) {
+        failLoad(__LINE__, "missing JSAM chunk");
+    }
+    if (jumpTable_.empty()) {
+        failLoad(__LINE__, "no entries in jump table");
+    }
+    if (meta_.rate == 0.0f) {
+        if (!sawTimes) {
+            failLoad(__LINE__, "missing TIMS chunk");
+        }
+        if (times_.size() != jumpTable_.size()) {
+            failLoad(__LINE__, "jump table and time table size mismatch");
+        }
+    } else if (sawTimes) {
+        failLoad(__LINE__, "unexpected TIMS chunk");
     }
 }
 

@@ -7,6 +7,8 @@
 #include <cstring>
 #include <limits>
 
+#include "ZelFormat.h"
+
 static_assert(sizeof(off_t) == 8, "file positions need a 64-bit off_t");
 
 namespace Zel {
@@ -115,7 +117,7 @@ bool ZelFile::isZelFile(const char* path) {
         return false;
     }
     ZelHeader h;
-    return f.readHeader(h) && h.tag == makeTag("DZEL");
+    return f.readHeader(h) && h.tag == kTagDZEL;
 }
 
 // stdio requires a positioning call between output and input on an update stream; re-seeking to
@@ -341,7 +343,8 @@ bool ZelFile::endGroup() {
     const int64 end = stream_->pos;
     const int64 start = levels_.back();
     const int64 length = end - start;
-    if (!seekTo(start - 8, SEEK_SET) || !writeBytes(&length, sizeof(length))) {
+    // The length field sits inside the header that ends where the payload starts.
+    if (!seekTo(start - kHeaderSize + kHeaderLengthOffset, SEEK_SET) || !writeBytes(&length, sizeof(length))) {
         return false;
     }
     levels_.pop_back();

@@ -5,6 +5,11 @@
 #ifndef ZEL_FORMAT_H
 #define ZEL_FORMAT_H
 
+#include <cstring>
+#include <ostream>
+#include <vector>
+
+#include "ZelFile.h"
 #include "ZelHeader.h"
 #include "ZelTypes.h"
 
@@ -96,6 +101,83 @@ using TimeEntry = float;  // one "TIMS" entry: a sample's time in frames
 using JumpEntry = int64;  // one "JSAM" or "JOBJ" entry: an absolute offset from the file's start
 inline constexpr int64 kTimeEntrySize = sizeof(TimeEntry);
 inline constexpr int64 kJumpEntrySize = sizeof(JumpEntry);
+
+// ---------------------------------------------------------------------------------------------
+// Decoding from bytes in memory (a mapped file or a buffer). Every read is checked against
+// `size`, the number of bytes at `bytes`; nothing outside them is touched.
+
+// The header at `offset` into `h`. False, `h` untouched, when fewer than kHeaderSize bytes lie
+// there.
+bool decodeHeader(const void* bytes, uint64 size, uint64 offset, ZelHeader& h);
+
+// Whether the payload that `h` announces, starting at `payloadOffset`, lies within `size` bytes.
+// A negative length never fits.
+bool payloadFits(const ZelHeader& h, uint64 payloadOffset, uint64 size);
+
+// Appends the entries of table `h`, whose payload starts at `payloadOffset`, to `entries`. False,
+// `entries` untouched, when the payload does not fit or is not a whole number of entries. Entries
+// are copied, so a table at any alignment decodes.
+template <class T>
+bool decodeTable(const void* bytes, uint64 size, uint64 payloadOffset, const ZelHeader& h,
+                 std::vector<T>& entries) {
+    if (!payloadFits(h, payloadOffset, size) || h.length % static_cast<int64>(sizeof(T)) != 0) {
+        return false;
+    }
+    const size_t old = entries.size();
+    entries.resize(old + static_cast<size_t>(h.length) / sizeof(T));
+    if (h.length != 0) {
+        std::memcpy(entries.data() + old, static_cast<const unsigned char*>(bytes) + payloadOffset,
+                    static_cast<size_t>(h.length));
+    }
+    return true;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Reading from a stream.
+
+// The position where the payload of `h` ends when it starts at `payloadStart`; INT64_MAX when the
+// sum would not fit (a damaged length), so a reader never wraps around to an earlier position.
+int64 payloadEnd(int64 payloadStart, const ZelHeader& h);
+
+// Appends the entries of table `h`, whose header was just read from `f`, to `entries` and
+// consumes the payload. False when the length is negative, not a whole number of entries or
+// longer than the rest of the file (all checked before anything is allocated), or the read fails.
+template <class T>
+bool readTable(ZelFile& f, const ZelHeader& h, std::vector<T>& entries) {
+    if (h.length < 0 || h.length % static_cast<int64>(sizeof(T)) != 0 || h.length > f.bytesLeft()) {
+        return false;
+    }
+    const size_t old = entries.size();
+    entries.resize(old + static_cast<size_t>(h.length) / sizeof(T));
+    return entries.size() == old ? f.skipData(h) : f.readData(h, entries.data() + old);
+}
+
+// What readSectionTables found at the head of one samples section. Counts are in entries.
+struct SectionTables {
+    bool hasTimes = false;  // a "TIMS" was met
+    bool hasJumps = false;  // a "JSAM" was met
+    int64 timeCount = 0;    // entries of the last "TIMS"
+    int64 spareTimes = 0;   // room in the "FREE" right after the last "TIMS"
+    int64 spareJumps = 0;   // room in the "FREE" right after the last "JSAM"
+    // Where the last "JSAM" payload ends, and where the payload of the "FREE" after it starts
+    // and how long it is (0 without one).
+    int64 jumpsEnd = -1;
+    int64 jumpReserveStart = -1;
+    int64 jumpReserveLength = 0;
+};
+
+// Which table of a section could not be read.
+enum class SectionTablesError { kNone, kTimes, kJumps, kReserve };
+
+// Reads the tables at the head of a samples section, from the position of `f` just behind the
+// "SAMS" header, header by header until the section's first "SAMP" header, a failed header read,
+// or the position `end`. Each "TIMS" is appended to `times` and each "JSAM" to `jumps`; each
+// "FREE" is skipped; any other header is only consumed, so the walk goes on inside its payload.
+// When `trace` is given, each header read goes there with the position after it. The first table
+// that cannot be read ends the walk and is named by the result.
+SectionTablesError readSectionTables(ZelFile& f, std::vector<TimeEntry>& times,
+                                     std::vector<JumpEntry>& jumps, SectionTables& tables,
+                                     std::ostream* trace, int64 end = INT64_MAX);
 
 }  // namespace Zel
 

@@ -1,5 +1,7 @@
 #include "ZelHeader.h"
 
+#include "ZelFormat.h"
+
 namespace Zel {
 
 const char* const zelTypeNames[] = {"undef", "group", "cstr", "int32", "float", "int64", "double"};
@@ -14,7 +16,7 @@ constexpr uint8 kNumCompoundNames = sizeof(zelCompoundNames) / sizeof(zelCompoun
 constexpr uint8 kNumDimensionNames = sizeof(zelDimensionNames) / sizeof(zelDimensionNames[0]);
 }  // namespace
 
-ZelHeader::ZelHeader() : ZelHeader(makeTag("FREE"), kTypeUndef, 0, 0, 0) {}
+ZelHeader::ZelHeader() : ZelHeader(kTagFREE, kTypeUndef, 0, 0, 0) {}
 
 ZelHeader::ZelHeader(uint32 tag_, uint8 type_, int64 length_, uint8 compound_, uint8 dimension_)
     : tag(tag_),

@@ -307,7 +307,7 @@ int ZelRoMemCache::getNumVertices(int sample, int object) {
     }
     const int64 dimension = posi->getDimension() == 0 ? 3 : posi->getDimension();
     // Every type but double is counted as 4 bytes wide, int64 included.
-    const int64 width = posi->getType() == kTypeDouble ? 8 : 4;
+    const int64 width = posi->getType() == kTypeDouble ? sizeof(double) : sizeof(float);
     return static_cast<int>(posi->getLength() / (dimension * width));
 }
 

@@ -23,18 +23,6 @@ int64 now() {
     return static_cast<int64>(std::time(nullptr));
 }
 
-// Appends the entries of table `h` (just read) to `values`, once its length is a whole number of
-// entries that the file holds.
-template <class T>
-bool appendTable(ZelFile& f, const ZelHeader& h, std::vector<T>& values) {
-    if (h.length < 0 || h.length % static_cast<int64>(sizeof(T)) != 0 || h.length > f.bytesLeft()) {
-        return false;
-    }
-    const size_t old = values.size();
-    values.resize(old + static_cast<size_t>(h.length) / sizeof(T));
-    return values.size() == old ? f.skipData(h) : f.readData(h, values.data() + old);
-}
-
 // The exact number of bytes `chunk` writes, measured by writing it to the null device: the
 // metadata's own length is an estimate, and rewriting it in place needs the real size.
 int64 writtenSize(const ZelChunk& chunk) {
@@ -84,40 +72,13 @@ ZelGroupChunk* ZelRwMemCache::allocSample(float time, int object) {
         return nullptr;
     }
     extendObjects(object);
-    ZelGroupChunk* group = nullptr;
-    const int n = getNumSamples();
-    if (n == 0) {
-        meta_.firstTime = time;
-        meta_.lastTime = time;
-        meta_.numSamples = 1;
-        meta_.rate = 1.0f;
-        dirty_ = true;
-        samples_.resize(1);
-        samples_[0] = newSampleGroups(object, group);
-        return group;
-    }
     dirty_ = true;
-    const auto un = static_cast<size_t>(n);
-
-    if (time > meta_.lastTime) {
-        appendedOnly_ = true;
-        const float step = 1.0f / (time - meta_.lastTime);
-        if (n == 1) {
-            meta_.rate = step;
-        } else if (meta_.rate != 0.0f && step != meta_.rate) {
-            convertToNonUniformSampling();
-        }
-        samples_.resize(un + 1);
-        samples_[un] = newSampleGroups(object, group);
-        if (meta_.rate == 0.0f) {
-            times_.resize(un + 1);
-            times_[un] = time;
-        }
-        meta_.numSamples = n + 1;
-        meta_.lastTime = time;
-        return group;
+    if (getNumSamples() == 0) {
+        return allocFirstSample(time, object);
     }
-
+    if (time > meta_.lastTime) {
+        return allocSampleAfterLast(time, object);
+    }
     // Any allocation at or before the last time, even filling another object into a sample just
     // appended, makes the next save rewrite the whole file.
     appendedOnly_ = false;
@@ -133,7 +94,44 @@ ZelGroupChunk* ZelRwMemCache::allocSample(float time, int object) {
         }
         return slot.get();
     }
+    return insertSample(i, time, object);
+}
 
+ZelGroupChunk* ZelRwMemCache::allocFirstSample(float time, int object) {
+    ZelGroupChunk* group = nullptr;
+    meta_.firstTime = time;
+    meta_.lastTime = time;
+    meta_.numSamples = 1;
+    meta_.rate = 1.0f;
+    samples_.resize(1);
+    samples_[0] = newSampleGroups(object, group);
+    return group;
+}
+
+ZelGroupChunk* ZelRwMemCache::allocSampleAfterLast(float time, int object) {
+    ZelGroupChunk* group = nullptr;
+    const int n = getNumSamples();
+    const auto un = static_cast<size_t>(n);
+    appendedOnly_ = true;
+    const float step = 1.0f / (time - meta_.lastTime);
+    if (n == 1) {
+        meta_.rate = step;
+    } else if (meta_.rate != 0.0f && step != meta_.rate) {
+        convertToNonUniformSampling();
+    }
+    samples_.resize(un + 1);
+    samples_[un] = newSampleGroups(object, group);
+    if (meta_.rate == 0.0f) {
+        times_.resize(un + 1);
+        times_[un] = time;
+    }
+    meta_.numSamples = n + 1;
+    meta_.lastTime = time;
+    return group;
+}
+
+ZelGroupChunk* ZelRwMemCache::insertSample(int i, float time, int object) {
+    ZelGroupChunk* group = nullptr;
     // Every sample must be in memory before the indices behind the new one move up.
     loadAllSamples();
     if (time > meta_.firstTime) {
@@ -156,7 +154,7 @@ ZelGroupChunk* ZelRwMemCache::allocSample(float time, int object) {
         jumpTable_.insert(jumpTable_.begin() + static_cast<std::ptrdiff_t>(ui), 0);
     }
     currentSample_ = -1;
-    meta_.numSamples = n + 1;
+    meta_.numSamples = getNumSamples() + 1;
     if (i == 0) {
         meta_.firstTime = time;
     }
@@ -455,14 +453,10 @@ struct ZelRwMemCache::AppendPlan {
     int64 samsOffset = -1;
     int64 samsEnd = -1;
     // Entries of every section's time and jump tables, in file order.
-    std::vector<float> times;
-    std::vector<int64> jumps;
-    // Of the last section: entries of its time table, spare room after its tables, and whether
-    // it had a jump table at all.
-    int64 timesCount = 0;
-    int64 spareTimes = 0;
-    int64 spareJumps = 0;
-    bool sectionHasJumps = true;
+    std::vector<TimeEntry> times;
+    std::vector<JumpEntry> jumps;
+    // The last section's tables: entry counts and the spare room after them.
+    SectionTables tables;
 };
 
 // Scans the file's top-level chunks and the tables of every samples section. False for anything
@@ -473,12 +467,9 @@ bool ZelRwMemCache::planAppend(AppendPlan& plan) {
         return false;
     }
     plan.fileSize = file_.tell();
-    if (!file_.seek(0, SEEK_SET, true)) {
-        return false;
-    }
     ZelHeader h;
     ZelDZELChunk dzel;
-    if (!file_.readHeader(h) || !dzel.read(h, file_)) {
+    if (!file_.seek(0, SEEK_SET, true) || !file_.readHeader(h) || !dzel.read(h, file_)) {
         return false;
     }
     for (;;) {
@@ -497,76 +488,48 @@ bool ZelRwMemCache::planAppend(AppendPlan& plan) {
             plan.metaOffset = pos;
             plan.metaLength = h.length;
         } else if (h.tag == kTagSAMS) {
-            if (plan.metaOffset < 0) {
-                return false;
-            }
-            if (!plan.sectionHasJumps) {
-                return false;
-            }
-            plan.samsOffset = pos;
-            plan.samsEnd = -1;
-            plan.timesCount = 0;
-            plan.spareTimes = 0;
-            plan.spareJumps = 0;
-            plan.sectionHasJumps = false;
-            if (debugLevel >= 1) {
-                std::cerr << "offsetToSAMS " << pos << '\n';
-            }
-        } else if (h.tag == kTagTIMS) {
-            if (plan.samsOffset < 0 || !appendTable(file_, h, plan.times)) {
-                return false;
-            }
-            plan.timesCount = h.length / static_cast<int64>(sizeof(float));
-            const int64 next = file_.tell();
-            if (file_.readHeader(h) && h.tag == kTagFREE) {
-                if (h.length < 0 || !file_.skipData(h)) {
-                    return false;
-                }
-                plan.spareTimes = h.length / static_cast<int64>(sizeof(float));
-            } else if (!file_.seek(next, SEEK_SET, true)) {
-                return false;
-            }
-        } else if (h.tag == kTagJSAM) {
-            const size_t firstEntry = plan.jumps.size();
-            if (plan.samsOffset < 0 || !appendTable(file_, h, plan.jumps)) {
-                return false;
-            }
-            plan.sectionHasJumps = true;
-            const int64 tablesEnd = file_.tell();
-            int64 reserveStart = tablesEnd;
-            int64 reserveLength = 0;
-            if (file_.readHeader(h) && h.tag == kTagFREE) {
-                if (h.length < 0) {
-                    return false;
-                }
-                plan.spareJumps = h.length / static_cast<int64>(sizeof(int64));
-                reserveStart = file_.tell();
-                reserveLength = h.length;
-            }
-            // Go on after the whole section; a section that would not end behind its own tables
-            // (a length never back-patched, say) is damaged.
-            ZelHeader sams;
-            if (!file_.seek(plan.samsOffset, SEEK_SET, true) || !file_.readHeader(sams) ||
-                sams.tag != kTagSAMS || sams.length < 0 ||
-                sams.length > plan.fileSize - plan.samsOffset - 16) {
-                return false;
-            }
-            plan.samsEnd = plan.samsOffset + 16 + sams.length;
-            if (plan.samsEnd <= tablesEnd || !file_.seek(plan.samsEnd, SEEK_SET, true)) {
-                return false;
-            }
-            // The table grows into its reserve: a reserve said to reach past the section's first
-            // sample would have appending overwrite that sample.
-            const int64 firstSample =
-                plan.jumps.size() > firstEntry ? plan.jumps[firstEntry] : plan.samsEnd;
-            if (firstSample < reserveStart || reserveLength > firstSample - reserveStart) {
+            if (!planSection(pos, h, plan)) {
                 return false;
             }
         } else if (!file_.skipData(h)) {
             return false;
         }
     }
-    return plan.metaOffset >= 0 && plan.samsOffset >= 0 && plan.sectionHasJumps;
+    return plan.metaOffset >= 0 && plan.samsOffset >= 0;
+}
+
+// Reads the tables of the samples section whose header `h` lies at `pos` into `plan`, checks
+// that its spare room ends before its first sample, and moves past the section.
+bool ZelRwMemCache::planSection(int64 pos, const ZelHeader& h, AppendPlan& plan) {
+    if (plan.metaOffset < 0 || h.length < 0 || h.length > plan.fileSize - pos - kHeaderSize) {
+        return false;
+    }
+    if (debugLevel >= 1) {
+        std::cerr << "offsetToSAMS " << pos << '\n';
+    }
+    plan.samsOffset = pos;
+    plan.samsEnd = pos + kHeaderSize + h.length;
+    plan.tables = SectionTables();
+    const size_t firstEntry = plan.jumps.size();
+    if (readSectionTables(file_, plan.times, plan.jumps, plan.tables, nullptr, plan.samsEnd) !=
+            SectionTablesError::kNone ||
+        !plan.tables.hasJumps) {
+        return false;
+    }
+    // A section that would not end behind its own tables (a length never back-patched, say) is
+    // damaged.
+    if (plan.samsEnd <= plan.tables.jumpsEnd) {
+        return false;
+    }
+    // The table grows into its reserve: a reserve said to reach past the section's first sample
+    // would have appending overwrite that sample.
+    const int64 reserveStart = plan.tables.jumpReserveStart >= 0 ? plan.tables.jumpReserveStart
+                                                                  : plan.tables.jumpsEnd;
+    const int64 firstSample = plan.jumps.size() > firstEntry ? plan.jumps[firstEntry] : plan.samsEnd;
+    if (firstSample < reserveStart || plan.tables.jumpReserveLength > firstSample - reserveStart) {
+        return false;
+    }
+    return file_.seek(plan.samsEnd, SEEK_SET, true);
 }
 
 bool ZelRwMemCache::append() {
@@ -574,15 +537,7 @@ bool ZelRwMemCache::append() {
         return false;
     }
     if (getNumSamples() == 0) {
-        if (!file_.open(filename_.c_str(), "w")) {
-            return false;
-        }
-        meta_.date = now();
-        if (!dzel_.write(file_) || !meta_.write(file_) || !file_.close()) {
-            return false;
-        }
-        dirty_ = false;
-        return true;
+        return writeHeadOnly();
     }
     if (!appendedOnly_) {
         return false;
@@ -593,15 +548,45 @@ bool ZelRwMemCache::append() {
     if (!file_.isOpen() && !file_.open(filename_.c_str(), "r+")) {
         return false;
     }
-
     AppendPlan plan;
-    if (!planAppend(plan)) {
+    bool uniform = false;
+    if (!planAppend(plan) || !matchesFile(plan, uniform)) {
         return false;
     }
     const int n = getNumSamples();
     const auto f = static_cast<int64>(plan.jumps.size());
-    const int64 k = n - f;
-    if (k < 1) {
+    if (debugLevel >= 1) {
+        std::cerr << " file size " << plan.fileSize << " Samples cached " << samples_.size()
+                  << " file jumps " << f << " cache jumps " << jumpTable_.size() << " numFREE "
+                  << plan.tables.spareJumps << '\n'
+                  << " times cached " << times_.size() << " file " << plan.times.size()
+                  << " LastTime cached " << meta_.lastTime << '\n'
+                  << " numSamplesToAppend " << n - f << " sampleToStartAppend " << f
+                  << " numSamples " << n << '\n';
+    }
+    if (!writeAppended(plan, uniform)) {
+        return false;
+    }
+    currentSample_ = -1;
+    dirty_ = false;
+    return true;
+}
+
+bool ZelRwMemCache::writeHeadOnly() {
+    if (!file_.open(filename_.c_str(), "w")) {
+        return false;
+    }
+    meta_.date = now();
+    if (!dzel_.write(file_) || !meta_.write(file_) || !file_.close()) {
+        return false;
+    }
+    dirty_ = false;
+    return true;
+}
+
+bool ZelRwMemCache::matchesFile(const AppendPlan& plan, bool& uniform) {
+    const auto f = static_cast<int64>(plan.jumps.size());
+    if (getNumSamples() - f < 1) {
         return false;
     }
     // The file's samples must be the ones this cache read or wrote there: a truncated, reset or
@@ -610,39 +595,33 @@ bool ZelRwMemCache::append() {
         !std::equal(plan.jumps.begin(), plan.jumps.end(), jumpTable_.begin())) {
         return false;
     }
-    jumpTable_.resize(static_cast<size_t>(n));
-    if (plan.spareTimes != 0 && plan.spareTimes != plan.spareJumps) {
+    jumpTable_.resize(static_cast<size_t>(getNumSamples()));
+    const SectionTables& t = plan.tables;
+    if (t.spareTimes != 0 && t.spareTimes != t.spareJumps) {
         return false;
     }
-    const bool uniform = convertToUniformSampling();
-    if (uniform ? plan.timesCount != 0 : plan.timesCount == 0) {
+    uniform = convertToUniformSampling();
+    if (uniform ? t.timeCount != 0 : t.timeCount == 0) {
         return false;
     }
-    if (!uniform &&
-        (static_cast<int64>(plan.times.size()) != f || times_.size() < plan.times.size() ||
-         !std::equal(plan.times.begin(), plan.times.end(), times_.begin()))) {
-        return false;
-    }
-    if (debugLevel >= 1) {
-        std::cerr << " file size " << plan.fileSize << " Samples cached " << samples_.size()
-                  << " file jumps " << f << " cache jumps " << jumpTable_.size() << " numFREE "
-                  << plan.spareJumps << '\n'
-                  << " times cached " << times_.size() << " file " << plan.times.size()
-                  << " LastTime cached " << meta_.lastTime << '\n'
-                  << " numSamplesToAppend " << k << " sampleToStartAppend " << f << " numSamples "
-                  << n << '\n';
-    }
+    return uniform ||
+           (static_cast<int64>(plan.times.size()) == f && times_.size() >= plan.times.size() &&
+            std::equal(plan.times.begin(), plan.times.end(), times_.begin()));
+}
 
+bool ZelRwMemCache::writeAppended(const AppendPlan& plan, bool uniform) {
+    const auto f = static_cast<int64>(plan.jumps.size());
+    const int64 k = getNumSamples() - f;
     // The metadata goes back where it stands only when it fills exactly its old place.
     meta_.date = now();
-    if (writtenSize(meta_) != 16 + plan.metaLength ||
+    if (writtenSize(meta_) != kHeaderSize + plan.metaLength ||
         !file_.seek(plan.metaOffset, SEEK_SET, true) || !meta_.write(file_) ||
-        file_.tell() != plan.metaOffset + 16 + plan.metaLength) {
+        file_.tell() != plan.metaOffset + kHeaderSize + plan.metaLength) {
         return false;
     }
     ZelSAMSChunk sams;
-    const bool inPlace =
-        plan.spareJumps >= k && (uniform || plan.spareTimes >= k) && plan.samsEnd == plan.fileSize;
+    const bool inPlace = plan.tables.spareJumps >= k && (uniform || plan.tables.spareTimes >= k) &&
+                         plan.samsEnd == plan.fileSize;
     if (inPlace) {
         if (!file_.seek(plan.samsOffset, SEEK_SET, true) || !sams.appendStart(file_, k)) {
             return false;
@@ -651,13 +630,8 @@ bool ZelRwMemCache::append() {
                !sams.writeStart(file_, k, reserveCount(), !uniform)) {
         return false;
     }
-    if (!writeSamples(sams, static_cast<int>(f), !uniform) || !sams.writeEnd(file_) ||
-        !file_.close()) {
-        return false;
-    }
-    currentSample_ = -1;
-    dirty_ = false;
-    return true;
+    return writeSamples(sams, static_cast<int>(f), !uniform) && sams.writeEnd(file_) &&
+           file_.close();
 }
 
 }  // namespace Zel

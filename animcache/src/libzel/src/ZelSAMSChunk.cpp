@@ -15,16 +15,12 @@ bool writeReserve(ZelFile& f, int64 length) {
     return f.writeChunk(ZelHeader(kTagFREE, kTypeUndef, length), nullptr);
 }
 
-// Reads the payload of table `h` (just read) into `values`, once it is known to be a leaf of the
-// element type of T holding whole elements that fit in the file.
+// Reads table `h` (just read) into `values` in place of what they held, once it is a leaf of
+// the element type of T.
 template <class T>
-bool readTable(ZelFile& f, const ZelHeader& h, std::vector<T>& values) {
-    if (h.type != ZelTypeCode<T>::value || h.length < 0 ||
-        h.length % static_cast<int64>(sizeof(T)) != 0 || h.length > f.bytesLeft()) {
-        return false;
-    }
-    values.assign(static_cast<size_t>(h.length) / sizeof(T), T());
-    return f.readData(h, values.data());
+bool readTableOf(ZelFile& f, const ZelHeader& h, std::vector<T>& values) {
+    values.clear();
+    return h.type == ZelTypeCode<T>::value && readTable(f, h, values);
 }
 
 // Reads the "FREE" header expected after a table and returns its length in `reserve`. A group
@@ -103,7 +99,7 @@ bool ZelSAMSChunk::writeStart(ZelFile& f, int64 numSamples, int64 numReserved, b
         timsOffset_ = f.tell(&ok);
         times_.resize(static_cast<size_t>(numSamples));
         if (!ok || !f.writeChunk(kTagTIMS, times_) ||
-            (numReserved != 0 && !writeReserve(f, numReserved * 4))) {
+            (numReserved != 0 && !writeReserve(f, numReserved * kTimeEntrySize))) {
             f.endGroup();
             return false;
         }
@@ -111,7 +107,7 @@ bool ZelSAMSChunk::writeStart(ZelFile& f, int64 numSamples, int64 numReserved, b
     jsamOffset_ = f.tell(&ok);
     sampleOffsets_.resize(static_cast<size_t>(numSamples));
     if (!ok || !f.writeChunk(kTagJSAM, sampleOffsets_) ||
-        (numReserved != 0 && !writeReserve(f, numReserved * 8))) {
+        (numReserved != 0 && !writeReserve(f, numReserved * kJumpEntrySize))) {
         f.endGroup();
         return false;
     }
@@ -241,11 +237,12 @@ bool ZelSAMSChunk::appendStart(ZelFile& f, int64 numNew) {
     int64 reserve = 0;
     if (h.tag == kTagTIMS) {
         timsOffset_ = offset;
-        if (!readTable(f, h, times_) || !readReserve(f, reserve) || reserve / 4 < numNew) {
+        if (!readTableOf(f, h, times_) || !readReserve(f, reserve) ||
+            reserve / kTimeEntrySize < numNew) {
             return false;
         }
         times_.resize(times_.size() + static_cast<size_t>(numNew));
-        if (!rewriteTable(f, kTagTIMS, times_, timsOffset_, reserve - numNew * 4)) {
+        if (!rewriteTable(f, kTagTIMS, times_, timsOffset_, reserve - numNew * kTimeEntrySize)) {
             return false;
         }
         offset = f.tell();
@@ -253,14 +250,14 @@ bool ZelSAMSChunk::appendStart(ZelFile& f, int64 numNew) {
             return false;
         }
     }
-    if (h.tag != kTagJSAM || !readTable(f, h, sampleOffsets_) || !readReserve(f, reserve) ||
-        reserve / 8 < numNew) {
+    if (h.tag != kTagJSAM || !readTableOf(f, h, sampleOffsets_) || !readReserve(f, reserve) ||
+        reserve / kJumpEntrySize < numNew) {
         return false;
     }
     jsamOffset_ = offset;
     nextSample_ = static_cast<int64>(sampleOffsets_.size());
     sampleOffsets_.resize(sampleOffsets_.size() + static_cast<size_t>(numNew));
-    if (!rewriteTable(f, kTagJSAM, sampleOffsets_, jsamOffset_, reserve - numNew * 8)) {
+    if (!rewriteTable(f, kTagJSAM, sampleOffsets_, jsamOffset_, reserve - numNew * kJumpEntrySize)) {
         return false;
     }
     return f.seek(0, SEEK_END, false);
