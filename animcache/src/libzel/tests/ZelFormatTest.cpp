@@ -1,0 +1,128 @@
+#include "ZelFormat.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "support/ChunkBytes.h"
+
+using namespace Zel;
+using ZelTest::Bytes;
+using ZelTest::putHeader;
+using ZelTest::putValue;
+
+namespace {
+
+TEST(ZelFormat, DecodesHeadersAndTablesOnlyInsideTheBuffer) {
+    Bytes b;
+    putHeader(b, "JSAM", kTypeInt64, 16);
+    putValue<int64>(b, 7);
+    putValue<int64>(b, -9);
+    ZelHeader h;
+    EXPECT_FALSE(decodeHeader(b.data(), 15, 0, h));
+    EXPECT_FALSE(decodeHeader(b.data(), b.size(), b.size() - 15, h));
+    EXPECT_FALSE(decodeHeader(b.data(), b.size(), b.size() + 1, h));
+    ASSERT_TRUE(decodeHeader(b.data(), b.size(), 0, h));
+    EXPECT_EQ(h.tag, kTagJSAM);
+    EXPECT_EQ(h.length, 16);
+
+    struct Row {
+        int64 length;
+        uint64 available;  // bytes of the buffer from the payload's start
+        bool ok;
+    };
+    for (const Row& row : {Row{16, 16, true}, Row{0, 0, true}, Row{24, 16, false},
+                           Row{12, 16, false}, Row{-8, 16, false}, Row{INT64_MAX, 16, false}}) {
+        SCOPED_TRACE(row.length);
+        h.length = row.length;
+        std::vector<int64> entries{1};
+        EXPECT_EQ(decodeTable(b.data(), kHeaderSize + row.available, kHeaderSize, h, entries),
+                  row.ok);
+        EXPECT_EQ(entries.size(), row.ok ? 1 + row.length / 8 : 1);
+    }
+    // Entries decode at any alignment.
+    Bytes shifted(1);
+    shifted.insert(shifted.end(), b.begin(), b.end());
+    h.length = 16;
+    std::vector<int64> entries;
+    ASSERT_TRUE(decodeTable(shifted.data(), shifted.size(), 1 + kHeaderSize, h, entries));
+    EXPECT_EQ(entries, (std::vector<int64>{7, -9}));
+}
+
+// A samples section whose tables are given as bytes, read back through a stream.
+struct Section {
+    Bytes bytes;
+    ZelTest::TempDir tmp;
+    ZelFile f;
+    std::vector<TimeEntry> times;
+    std::vector<JumpEntry> jumps;
+    SectionTables tables;
+
+    SectionTablesError read(int64 end = INT64_MAX) {
+        ZelTest::writeFileBytes(tmp.file("s.zel"), bytes);
+        ZelHeader sams;
+        EXPECT_TRUE(f.open(tmp.file("s.zel").c_str(), "r") && f.readHeader(sams));
+        return readSectionTables(f, times, jumps, tables, nullptr, end);
+    }
+};
+
+TEST(ZelFormat, SectionTablesAndTheirReservesUpToTheFirstSample) {
+    Section s;
+    putHeader(s.bytes, "SAMS", kTypeGroup, 0);
+    putHeader(s.bytes, "TIMS", kTypeFloat, 8);
+    putValue(s.bytes, 1.5f);
+    putValue(s.bytes, 2.5f);
+    putHeader(s.bytes, "FREE", kTypeUndef, 12);
+    s.bytes.resize(s.bytes.size() + 12);
+    putHeader(s.bytes, "JSAM", kTypeInt64, 16);
+    putValue<int64>(s.bytes, 200);
+    putValue<int64>(s.bytes, 300);
+    const int64 jumpsEnd = static_cast<int64>(s.bytes.size());
+    putHeader(s.bytes, "FREE", kTypeUndef, 24);
+    s.bytes.resize(s.bytes.size() + 24);
+    putHeader(s.bytes, "SAMP", kTypeGroup, 0);
+    putHeader(s.bytes, "JSAM", kTypeInt64, 8);  // inside the samples: never read
+    putValue<int64>(s.bytes, 400);
+
+    ASSERT_EQ(s.read(), SectionTablesError::kNone);
+    EXPECT_EQ(s.times, (std::vector<TimeEntry>{1.5f, 2.5f}));
+    EXPECT_EQ(s.jumps, (std::vector<JumpEntry>{200, 300}));
+    EXPECT_TRUE(s.tables.hasTimes && s.tables.hasJumps);
+    EXPECT_EQ(s.tables.timeCount, 2);
+    EXPECT_EQ(s.tables.spareTimes, 3);
+    EXPECT_EQ(s.tables.spareJumps, 3);
+    EXPECT_EQ(s.tables.jumpsEnd, jumpsEnd);
+    EXPECT_EQ(s.tables.jumpReserveStart, jumpsEnd + kHeaderSize);
+    EXPECT_EQ(s.tables.jumpReserveLength, 24);
+
+    // Bounded by the section's end, the walk stops before the jump table.
+    Section bounded;
+    bounded.bytes = s.bytes;
+    ASSERT_EQ(bounded.read(kHeaderSize + 8 + kHeaderSize), SectionTablesError::kNone);
+    EXPECT_TRUE(bounded.tables.hasTimes);
+    EXPECT_FALSE(bounded.tables.hasJumps);
+}
+
+TEST(ZelFormat, SectionTablesNameTheTableThatCannotBeRead) {
+    struct Row {
+        const char* tag;
+        int64 length;
+        SectionTablesError error;
+    };
+    for (const Row& row : {Row{"TIMS", 6, SectionTablesError::kTimes},
+                           Row{"TIMS", 400, SectionTablesError::kTimes},
+                           Row{"JSAM", 12, SectionTablesError::kJumps},
+                           Row{"JSAM", -8, SectionTablesError::kJumps},
+                           Row{"FREE", -1, SectionTablesError::kReserve}}) {
+        SCOPED_TRACE(std::string(row.tag) + " " + std::to_string(row.length));
+        Section s;
+        putHeader(s.bytes, "SAMS", kTypeGroup, 0);
+        putHeader(s.bytes, row.tag, kTypeUndef, row.length);
+        s.bytes.resize(s.bytes.size() + 16);
+        EXPECT_EQ(s.read(), row.error);
+        // A refused table leaves nothing behind.
+        EXPECT_TRUE(s.times.empty() && s.jumps.empty());
+    }
+}
+
+}  // namespace
