@@ -5,7 +5,6 @@
 #include <cmath>
 #include <cstring>
 #include <iostream>
-#include <limits>
 #include <memory>
 #include <string_view>
 
