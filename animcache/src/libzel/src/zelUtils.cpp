@@ -75,14 +75,6 @@ class DefaultFormat {
 
 namespace {
 
-constexpr uint32 kTagMTRX = makeTag("MTRX");
-constexpr uint32 kTagMESH = makeTag("MESH");
-constexpr uint32 kTagMSPT = makeTag("MSPT");
-constexpr uint32 kTagELOC = makeTag("ELOC");
-constexpr uint32 kTagLXCS = makeTag("LXCS");
-constexpr uint32 kTagNRBC = makeTag("NRBC");
-constexpr uint32 kTagNRBS = makeTag("NRBS");
-
 // Appends `value` formatted with the printf format `format`.
 template <class V>
 void appendFormatted(std::string& out, const char* format, V value) {
@@ -414,7 +406,7 @@ int zeltest(const char* filename) {
     meta.addDOBJ("foo");
     meta.addDOBJ("bar");
     std::unique_ptr<ZelLeafChunk<std::string>> strings(new ZelLeafChunk<std::string>());
-    strings->setTag(makeTag("ABCD"));
+    strings->setTag(kTagABCD);
     strings->values() = {"a", "b", "c", "d"};
     meta.addChild(strings.release());
     if (!meta.write(file)) {
@@ -437,13 +429,13 @@ int zeltest(const char* filename) {
     for (size_t i = 0; i < values.size(); ++i) {
         values[i] = static_cast<float>(i);
     }
-    if (!writeFloatChunk(file, makeTag("POSI"), values)) {
+    if (!writeFloatChunk(file, kTagPOSI, values)) {
         return zeltestError(94, "writing POS chunk");
     }
     for (float& v : values) {
         v *= 2.0f;
     }
-    if (!writeFloatChunk(file, makeTag("VELO"), values)) {
+    if (!writeFloatChunk(file, kTagVELO, values)) {
         return zeltestError(99, "writing VELO chunk");
     }
     if (!sams.writeEndSOBJChunk(file)) {
@@ -458,13 +450,13 @@ int zeltest(const char* filename) {
     for (size_t i = 0; i < values.size(); ++i) {
         values[i] = 3.0f * static_cast<float>(i);
     }
-    if (!writeFloatChunk(file, makeTag("POSI"), values)) {
+    if (!writeFloatChunk(file, kTagPOSI, values)) {
         return zeltestError(110, "writing POS chunk");
     }
     for (size_t i = 0; i < values.size(); ++i) {
         values[i] = 4.0f * static_cast<float>(i);
     }
-    if (!writeFloatChunk(file, makeTag("VELO"), values)) {
+    if (!writeFloatChunk(file, kTagVELO, values)) {
         return zeltestError(115, "writing VELO chunk");
     }
     if (!sams.writeEndSOBJChunk(file)) {
@@ -520,12 +512,12 @@ int zel2txt(const char* filename) {
                 std::cout << ". ";
             }
             h.print(std::cout) << " : ";
-            if (h.tag == makeTag("SAMP")) {
+            if (h.tag == kTagSAMP) {
                 std::cout << '#' << numSamples++;
                 numObjects = 0;
-            } else if (h.tag == makeTag("SOBJ")) {
+            } else if (h.tag == kTagSOBJ) {
                 std::cout << '#' << numObjects++;
-            } else if (h.tag == makeTag("DOBJ")) {
+            } else if (h.tag == kTagDOBJ) {
                 std::cout << '#' << numObjects++;
                 numDefinitions = numObjects;
             }
@@ -659,7 +651,7 @@ bool writeFlatDump(const char* filename, const std::string& dumpPath, const Dump
     while (file.readHeader(h)) {
         if (h.type == kTypeGroup || h.length == 0) {
             h.print(dump);
-        } else if (h.tag == makeTag("DATE")) {
+        } else if (h.tag == kTagDATE) {
             // The date stamp differs between any two writes of the same content.
             dump << "DATE skipped";
             if (!file.skipData(h)) {
