@@ -17,6 +17,7 @@
 
 #include "ZelChunks.h"
 #include "ZelDefinitionChunks.h"
+#include "ZelDump.h"
 #include "ZelFile.h"
 #include "ZelFileChunks.h"
 #include "ZelFormat.h"
@@ -498,47 +499,19 @@ int zel2txt(const char* filename) {
         return zel2txtError(440, name + ": could not open file");
     }
     const DefaultFormat format(std::cout);
-    // Samples and definitions share one object counter: definitions come before the samples in
-    // a file, so after the last sample it holds that sample's object count.
-    int64 numSamples = 0;
-    int64 numObjects = 0;
-    int64 numDefinitions = 0;
-    // The depth before a header is read, so a group's own line sits at its parent's level.
-    uint64 depth = file.getLevel();
-    ZelHeader h;
-    while (file.readHeader(h)) {
-        if (h.type == kTypeGroup || h.length == 0) {
-            for (uint64 i = 0; i < depth; ++i) {
-                std::cout << ". ";
-            }
-            h.print(std::cout) << " : ";
-            if (h.tag == kTagSAMP) {
-                std::cout << '#' << numSamples++;
-                numObjects = 0;
-            } else if (h.tag == kTagSOBJ) {
-                std::cout << '#' << numObjects++;
-            } else if (h.tag == kTagDOBJ) {
-                std::cout << '#' << numObjects++;
-                numDefinitions = numObjects;
-            }
-        } else {
-            // One leaf in memory at a time, however large the file.
-            const std::unique_ptr<ZelChunk> leaf(ZelChunk::create(h.tag, h.type));
-            if (leaf == nullptr) {
-                return zel2txtError(464, "Unrecognized chunk type");
-            }
-            if (!leaf->read(h, file)) {
-                return zel2txtError(468, name + ": error reading leaf chunk");
-            }
-            leaf->print(std::cout, static_cast<int>(depth));
-        }
-        depth = file.getLevel();
-        std::cout << std::endl;
+    const ZelDumpResult dump = dumpChunkTree(file, std::cout, ZelDumpOptions());
+    switch (dump.error) {
+        case ZelDumpError::kUnrecognizedChunk:
+            return zel2txtError(464, "Unrecognized chunk type");
+        case ZelDumpError::kLeafRead:
+            return zel2txtError(468, name + ": error reading leaf chunk");
+        case ZelDumpError::kNone:
+            break;
     }
     if (!file.close()) {
         return zel2txtError(475, name + ": error closing file");
     }
-    if (numDefinitions != numObjects) {
+    if (dump.numDefinitions != dump.numLastSampleObjects) {
         return zel2txtError(476, "Number of SOBJ not match number of DOBJ");
     }
     return 0;
@@ -647,27 +620,18 @@ bool writeFlatDump(const char* filename, const std::string& dumpPath, const Dump
     if (!dump) {
         return dumpFailed(kDumpOpenError, dumpPath + ": could not write file");
     }
-    ZelHeader h;
-    while (file.readHeader(h)) {
-        if (h.type == kTypeGroup || h.length == 0) {
-            h.print(dump);
-        } else if (h.tag == kTagDATE) {
-            // The date stamp differs between any two writes of the same content.
-            dump << "DATE skipped";
-            if (!file.skipData(h)) {
-                return dumpFailed(lines.read, name + ": error reading leaf chunk");
-            }
-        } else {
-            const std::unique_ptr<ZelChunk> leaf(ZelChunk::create(h.tag, h.type));
-            if (leaf == nullptr) {
-                return dumpFailed(lines.unrecognized, "Unrecognized chunk type");
-            }
-            if (!leaf->read(h, file)) {
-                return dumpFailed(lines.read, name + ": error reading leaf chunk");
-            }
-            leaf->print(dump, 0);
-        }
-        dump << '\n';
+    ZelDumpOptions flat;
+    flat.indent = false;
+    flat.counters = false;
+    flat.skipDate = true;
+    flat.flushLines = false;
+    switch (dumpChunkTree(file, dump, flat).error) {
+        case ZelDumpError::kUnrecognizedChunk:
+            return dumpFailed(lines.unrecognized, "Unrecognized chunk type");
+        case ZelDumpError::kLeafRead:
+            return dumpFailed(lines.read, name + ": error reading leaf chunk");
+        case ZelDumpError::kNone:
+            break;
     }
     if (!file.close()) {
         return dumpFailed(lines.close, name + ": error closing file");
