@@ -386,19 +386,10 @@ int zeltestError(int line, const char* message) {
     return -1;
 }
 
-}  // namespace
-
-int zeltest(const char* filename) {
-    ZelFile file;
-    if (!file.open(filename, "w")) {
-        return zeltestError(57, "opening file");
-    }
-    const ZelDZELChunk dzel(1);
-    if (!dzel.write(file)) {
-        return zeltestError(62, "writing DZEL chunk");
-    }
-
-    // The sample count stays 0, so the time range and rate are kept in memory only.
+// Writes the metadata: times 5 to 7 at one sample per frame in world space, the definitions
+// "foo" and "bar", and a list of four strings. The sample count stays 0, so the time range and
+// rate are kept in memory only.
+bool writeTestMeta(ZelFile& file) {
     ZelMETAChunk meta;
     meta.firstTime = 5.0f;
     meta.lastTime = 7.0f;
@@ -410,10 +401,51 @@ int zeltest(const char* filename) {
     strings->setTag(kTagABCD);
     strings->values() = {"a", "b", "c", "d"};
     meta.addChild(strings.release());
-    if (!meta.write(file)) {
-        return zeltestError(79, "writing META chunk");
-    }
+    return meta.write(file);
+}
 
+// The location codes of the steps of one object in the sample.
+struct ObjectStepLines {
+    int start;
+    int positions;
+    int velocities;
+    int end;
+};
+constexpr ObjectStepLines kFirstObjectLines{87, 94, 99, 101};
+constexpr ObjectStepLines kSecondObjectLines{104, 110, 115, 117};
+
+// `count` values: 0, step, 2 step, ...
+std::vector<float> ramp(size_t count, float step) {
+    std::vector<float> values(count);
+    for (size_t i = 0; i < count; ++i) {
+        values[i] = step * static_cast<float>(i);
+    }
+    return values;
+}
+
+// Writes one object's group in the open sample: its positions and velocities as float chunks.
+// -1 after reporting the failed step with its code from `lines`.
+int writeTestObject(ZelFile& file, ZelSAMSChunk& sams, const std::vector<float>& positions,
+                    const std::vector<float>& velocities, const ObjectStepLines& lines) {
+    if (!sams.writeStartSOBJChunk(file)) {
+        return zeltestError(lines.start, "starting SOBJ chunk");
+    }
+    if (!writeFloatChunk(file, kTagPOSI, positions)) {
+        return zeltestError(lines.positions, "writing POS chunk");
+    }
+    if (!writeFloatChunk(file, kTagVELO, velocities)) {
+        return zeltestError(lines.velocities, "writing VELO chunk");
+    }
+    if (!sams.writeEndSOBJChunk(file)) {
+        return zeltestError(lines.end, "ending SOBJ chunk");
+    }
+    return 0;
+}
+
+// Writes the samples section: one sample of two objects, the first with four positions and
+// their doubled velocities, the second with ten positions 3 i and velocities 4 i. -1 after
+// reporting the failed step.
+int writeTestSamples(ZelFile& file) {
     ZelSAMSChunk sams;
     if (!sams.writeStart(file, 1, 2, false)) {
         return zeltestError(83, "starting SAMS chunk");
@@ -421,54 +453,35 @@ int zeltest(const char* filename) {
     if (!sams.writeStartSAMPChunk(file, 2, nullptr)) {
         return zeltestError(85, "starting SAMP chunk");
     }
-
-    // First object: four positions and their doubled velocities.
-    if (!sams.writeStartSOBJChunk(file)) {
-        return zeltestError(87, "starting SOBJ chunk");
+    if (writeTestObject(file, sams, ramp(4, 1.0f), ramp(4, 2.0f), kFirstObjectLines) != 0 ||
+        writeTestObject(file, sams, ramp(10, 3.0f), ramp(10, 4.0f), kSecondObjectLines) != 0) {
+        return -1;
     }
-    std::vector<float> values(4);
-    for (size_t i = 0; i < values.size(); ++i) {
-        values[i] = static_cast<float>(i);
-    }
-    if (!writeFloatChunk(file, kTagPOSI, values)) {
-        return zeltestError(94, "writing POS chunk");
-    }
-    for (float& v : values) {
-        v *= 2.0f;
-    }
-    if (!writeFloatChunk(file, kTagVELO, values)) {
-        return zeltestError(99, "writing VELO chunk");
-    }
-    if (!sams.writeEndSOBJChunk(file)) {
-        return zeltestError(101, "ending SOBJ chunk");
-    }
-
-    // Second object: ten positions 3 i and velocities 4 i.
-    if (!sams.writeStartSOBJChunk(file)) {
-        return zeltestError(104, "starting SOBJ chunk");
-    }
-    values.resize(10);
-    for (size_t i = 0; i < values.size(); ++i) {
-        values[i] = 3.0f * static_cast<float>(i);
-    }
-    if (!writeFloatChunk(file, kTagPOSI, values)) {
-        return zeltestError(110, "writing POS chunk");
-    }
-    for (size_t i = 0; i < values.size(); ++i) {
-        values[i] = 4.0f * static_cast<float>(i);
-    }
-    if (!writeFloatChunk(file, kTagVELO, values)) {
-        return zeltestError(115, "writing VELO chunk");
-    }
-    if (!sams.writeEndSOBJChunk(file)) {
-        return zeltestError(117, "ending SOBJ chunk");
-    }
-
     if (!sams.writeEndSAMPChunk(file)) {
         return zeltestError(120, "ending SAMP chunk");
     }
     if (!sams.writeEnd(file)) {
         return zeltestError(122, "end SAMS chunk");
+    }
+    return 0;
+}
+
+}  // namespace
+
+int zeltest(const char* filename) {
+    ZelFile file;
+    if (!file.open(filename, "w")) {
+        return zeltestError(57, "opening file");
+    }
+    const ZelDZELChunk dzel(1);
+    if (!dzel.write(file)) {
+        return zeltestError(62, "writing DZEL chunk");
+    }
+    if (!writeTestMeta(file)) {
+        return zeltestError(79, "writing META chunk");
+    }
+    if (writeTestSamples(file) != 0) {
+        return -1;
     }
     if (!file.close()) {
         return zeltestError(125, "closing ZEL file");
