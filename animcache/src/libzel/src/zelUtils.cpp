@@ -86,6 +86,18 @@ void appendFormatted(std::string& out, const char* format, V value) {
     }
 }
 
+// Appends " v0, v1, ...": each value converted to P and formatted with the printf format `format`.
+template <class P, class V>
+void appendList(std::string& out, const std::vector<V>& values, const char* format) {
+    for (size_t j = 0; j < values.size(); ++j) {
+        out += ' ';
+        appendFormatted(out, format, static_cast<P>(values[j]));
+        if (j + 1 < values.size()) {
+            out += ',';
+        }
+    }
+}
+
 // The values of a float or double leaf widened to double; empty for anything else.
 std::vector<double> realValues(const ZelChunk* chunk) {
     if (const auto* f = dynamic_cast<const ZelLeafChunk<float>*>(chunk)) {
@@ -208,26 +220,12 @@ void describeAttrData(std::string& line, const ZelChunk* data, bool animated) {
             break;
         case kTypeInt32:
             if (const auto* leaf = dynamic_cast<const ZelLeafChunk<int>*>(data)) {
-                const std::vector<int>& v = leaf->values();
-                for (size_t j = 0; j < v.size(); ++j) {
-                    line += ' ';
-                    appendFormatted(line, "%i", v[j]);
-                    if (j + 1 < v.size()) {
-                        line += ',';
-                    }
-                }
+                appendList<int>(line, leaf->values(), "%i");
             }
             break;
         case kTypeInt64:
             if (const auto* leaf = dynamic_cast<const ZelLeafChunk<int64>*>(data)) {
-                const std::vector<int64>& v = leaf->values();
-                for (size_t j = 0; j < v.size(); ++j) {
-                    line += ' ';
-                    appendFormatted(line, "%lld", static_cast<long long>(v[j]));
-                    if (j + 1 < v.size()) {
-                        line += ',';
-                    }
-                }
+                appendList<long long>(line, leaf->values(), "%lld");
             }
             break;
         case kTypeFloat:
@@ -236,14 +234,8 @@ void describeAttrData(std::string& line, const ZelChunk* data, bool animated) {
             if (v.size() >= 2 && (h.dimension == 3 || h.dimension == 4)) {
                 line += " size= ";
                 appendFormatted(line, "%d", static_cast<int>(v.size() / h.dimension));
-                break;
-            }
-            for (size_t j = 0; j < v.size(); ++j) {
-                line += ' ';
-                appendFormatted(line, "%g", v[j]);
-                if (j + 1 < v.size()) {
-                    line += ',';
-                }
+            } else {
+                appendList<double>(line, v, "%g");
             }
             break;
         }
@@ -260,6 +252,36 @@ int objectIndexWidth(int count) {
 // Width of an attribute index column: 1, 2, then straight to 4 digits.
 int attrIndexWidth(int count) {
     return count < 10 ? 1 : count < 100 ? 2 : 4;
+}
+
+// The block of `object`, its index `width` places wide: its name, the description of its main
+// geometry chunk and one line per attribute, with data read at `sample`.
+void printObject(ZelRoMemCache& cache, int sample, int object, int width) {
+    const ZelDOBJChunk* def = cache.getObjDef(object);
+    std::cout << "object[" << std::setw(width) << object << "] name: " << def->getName()
+              << std::endl;
+    const std::string description = describeObject(cache, sample, object);
+    if (!description.empty()) {
+        std::cout << description << std::endl;
+    }
+    const ZelDATRChunk* datr = def->getDATR();
+    const int numAttrs = datr != nullptr ? datr->getNumAttrs() : 0;
+    if (numAttrs == 0) {
+        return;
+    }
+    std::cout << "  number of attributes: " << numAttrs << std::endl;
+    const int attrWidth = attrIndexWidth(numAttrs);
+    std::string line;
+    for (int a = 0; a < numAttrs; ++a) {
+        const bool animated = datr->isAnimated(a);
+        // Without data the line keeps the previous attribute's text, as it always has.
+        if (const ZelChunk* data = cache.getAttrData(sample, object, a)) {
+            describeAttrData(line, data, animated);
+        }
+        std::cout << "    attribute[" << std::setw(attrWidth) << a << "]"
+                  << " NAME: '" << def->getAttrName(a) << "'"
+                  << " TYPE: '" << def->getAttrType(a) << "'" << line << std::endl;
+    }
 }
 
 // The file-level lines: version, strings, date, samples, time range, rate and space.
@@ -330,41 +352,9 @@ int zelinfo(const char* filename) {
 
     const int numObjects = cache.getNumObjects();
     std::cout << "\nnumber of objects: " << numObjects << std::endl;
-    if (numObjects == 0) {
-        return 0;
-    }
-    const int objectWidth = objectIndexWidth(numObjects);
-    std::string line;
+    const int width = objectIndexWidth(numObjects);
     for (int i = 0; i < numObjects; ++i) {
-        const ZelDOBJChunk* def = cache.getObjDef(i);
-        std::cout << "object[" << std::setw(objectWidth) << i << "] name: " << def->getName()
-                  << std::endl;
-        line = describeObject(cache, sample, i);
-        if (!line.empty()) {
-            std::cout << line << std::endl;
-        }
-        line.clear();
-
-        const ZelDATRChunk* datr = def->getDATR();
-        if (datr == nullptr) {
-            continue;
-        }
-        const int numAttrs = datr->getNumAttrs();
-        if (numAttrs == 0) {
-            continue;
-        }
-        std::cout << "  number of attributes: " << numAttrs << std::endl;
-        const int attrWidth = attrIndexWidth(numAttrs);
-        for (int a = 0; a < numAttrs; ++a) {
-            const bool animated = datr->isAnimated(a);
-            // Without data the line keeps the previous attribute's text, as it always has.
-            if (const ZelChunk* data = cache.getAttrData(sample, i, a)) {
-                describeAttrData(line, data, animated);
-            }
-            std::cout << "    attribute[" << std::setw(attrWidth) << a << "]"
-                      << " NAME: '" << def->getAttrName(a) << "'"
-                      << " TYPE: '" << def->getAttrType(a) << "'" << line << std::endl;
-        }
+        printObject(cache, sample, i, width);
     }
     return 0;
 }
