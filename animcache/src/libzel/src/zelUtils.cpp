@@ -68,6 +68,31 @@ class DefaultFormat {
     char fill_;
 };
 
+// The location codes of the failures met while a utility dumps one cache.
+struct DumpErrorLines {
+    int open;
+    int unrecognized;
+    int read;
+    int close;
+};
+
+// Reports, as `utility` with its codes `lines`, why the dump of the cache `name` stopped before
+// the end of its headers. False when it did not.
+bool reportDumpError(const char* utility, const DumpErrorLines& lines, ZelDumpError error,
+                     const std::string& name) {
+    switch (error) {
+        case ZelDumpError::kUnrecognizedChunk:
+            reportError(utility, lines.unrecognized, "Unrecognized chunk type");
+            return true;
+        case ZelDumpError::kLeafRead:
+            reportError(utility, lines.read, name + ": error reading leaf chunk");
+            return true;
+        case ZelDumpError::kNone:
+            break;
+    }
+    return false;
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------------------------
@@ -490,6 +515,8 @@ int zel2txtError(int line, const std::string& message) {
     return -1;
 }
 
+constexpr DumpErrorLines kZel2txtDumpErrors{440, 464, 468, 475};
+
 }  // namespace
 
 int zel2txt(const char* filename) {
@@ -499,20 +526,15 @@ int zel2txt(const char* filename) {
     }
     ZelFile file;
     if (!file.open(filename, "r")) {
-        return zel2txtError(440, name + ": could not open file");
+        return zel2txtError(kZel2txtDumpErrors.open, name + ": could not open file");
     }
     const DefaultFormat format(std::cout);
     const ZelDumpResult dump = dumpChunkTree(file, std::cout, ZelDumpOptions());
-    switch (dump.error) {
-        case ZelDumpError::kUnrecognizedChunk:
-            return zel2txtError(464, "Unrecognized chunk type");
-        case ZelDumpError::kLeafRead:
-            return zel2txtError(468, name + ": error reading leaf chunk");
-        case ZelDumpError::kNone:
-            break;
+    if (reportDumpError("zel2txt", kZel2txtDumpErrors, dump.error, name)) {
+        return -1;
     }
     if (!file.close()) {
-        return zel2txtError(475, name + ": error closing file");
+        return zel2txtError(kZel2txtDumpErrors.close, name + ": error closing file");
     }
     if (dump.numDefinitions != dump.numLastSampleObjects) {
         return zel2txtError(476, "Number of SOBJ not match number of DOBJ");
@@ -597,12 +619,6 @@ bool dumpFailed(int line, const std::string& message) {
 }
 
 // The location codes of the errors met while dumping the first or the second file.
-struct DumpErrorLines {
-    int open;
-    int unrecognized;
-    int read;
-    int close;
-};
 constexpr DumpErrorLines kFirstDumpErrors{497, 526, 530, 536};
 constexpr DumpErrorLines kSecondDumpErrors{540, 563, 567, 573};
 // The codes of the failures of the comparison's own files, fixed like the others so that moving
@@ -628,13 +644,8 @@ bool writeFlatDump(const char* filename, const std::string& dumpPath, const Dump
     flat.counters = false;
     flat.skipDate = true;
     flat.flushLines = false;
-    switch (dumpChunkTree(file, dump, flat).error) {
-        case ZelDumpError::kUnrecognizedChunk:
-            return dumpFailed(lines.unrecognized, "Unrecognized chunk type");
-        case ZelDumpError::kLeafRead:
-            return dumpFailed(lines.read, name + ": error reading leaf chunk");
-        case ZelDumpError::kNone:
-            break;
+    if (reportDumpError("zeldiff", lines, dumpChunkTree(file, dump, flat).error, name)) {
+        return false;
     }
     if (!file.close()) {
         return dumpFailed(lines.close, name + ": error closing file");
