@@ -39,6 +39,7 @@ enum class ZelDumpError {
     kLeafRead,           // a leaf's payload could not be read (or skipped)
 };
 
+// How a dump ended, and what it counted on the way.
 struct ZelDumpResult {
     ZelDumpError error = ZelDumpError::kNone;
     // The object definitions met, and the objects of the last sample (or, before any sample, the
