@@ -17,11 +17,12 @@
 
 #include "ZelChunks.h"
 #include "ZelDefinitionChunks.h"
+#include "ZelDump.h"
 #include "ZelFile.h"
 #include "ZelFileChunks.h"
+#include "ZelFormat.h"
 #include "ZelRoMemCache.h"
 #include "ZelSAMSChunk.h"
-#include "ZelFormat.h"
 
 using namespace Zel;
 
@@ -67,6 +68,31 @@ class DefaultFormat {
     char fill_;
 };
 
+// The location codes of the failures met while a utility dumps one cache.
+struct DumpErrorLines {
+    int open;
+    int unrecognized;
+    int read;
+    int close;
+};
+
+// Reports, as `utility` with its codes `lines`, why the dump of the cache `name` stopped before
+// the end of its headers. False when it did not.
+bool reportDumpError(const char* utility, const DumpErrorLines& lines, ZelDumpError error,
+                     const std::string& name) {
+    switch (error) {
+        case ZelDumpError::kUnrecognizedChunk:
+            reportError(utility, lines.unrecognized, "Unrecognized chunk type");
+            return true;
+        case ZelDumpError::kLeafRead:
+            reportError(utility, lines.read, name + ": error reading leaf chunk");
+            return true;
+        case ZelDumpError::kNone:
+            break;
+    }
+    return false;
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------------------------
@@ -75,14 +101,6 @@ class DefaultFormat {
 
 namespace {
 
-constexpr uint32 kTagMTRX = makeTag("MTRX");
-constexpr uint32 kTagMESH = makeTag("MESH");
-constexpr uint32 kTagMSPT = makeTag("MSPT");
-constexpr uint32 kTagELOC = makeTag("ELOC");
-constexpr uint32 kTagLXCS = makeTag("LXCS");
-constexpr uint32 kTagNRBC = makeTag("NRBC");
-constexpr uint32 kTagNRBS = makeTag("NRBS");
-
 // Appends `value` formatted with the printf format `format`.
 template <class V>
 void appendFormatted(std::string& out, const char* format, V value) {
@@ -90,6 +108,18 @@ void appendFormatted(std::string& out, const char* format, V value) {
     const int n = std::snprintf(buffer, sizeof(buffer), format, value);
     if (n > 0) {
         out.append(buffer, static_cast<size_t>(std::min<int>(n, sizeof(buffer) - 1)));
+    }
+}
+
+// Appends " v0, v1, ...": each value converted to P and formatted with the printf format `format`.
+template <class P, class V>
+void appendList(std::string& out, const std::vector<V>& values, const char* format) {
+    for (size_t j = 0; j < values.size(); ++j) {
+        out += ' ';
+        appendFormatted(out, format, static_cast<P>(values[j]));
+        if (j + 1 < values.size()) {
+            out += ',';
+        }
     }
 }
 
@@ -215,26 +245,12 @@ void describeAttrData(std::string& line, const ZelChunk* data, bool animated) {
             break;
         case kTypeInt32:
             if (const auto* leaf = dynamic_cast<const ZelLeafChunk<int>*>(data)) {
-                const std::vector<int>& v = leaf->values();
-                for (size_t j = 0; j < v.size(); ++j) {
-                    line += ' ';
-                    appendFormatted(line, "%i", v[j]);
-                    if (j + 1 < v.size()) {
-                        line += ',';
-                    }
-                }
+                appendList<int>(line, leaf->values(), "%i");
             }
             break;
         case kTypeInt64:
             if (const auto* leaf = dynamic_cast<const ZelLeafChunk<int64>*>(data)) {
-                const std::vector<int64>& v = leaf->values();
-                for (size_t j = 0; j < v.size(); ++j) {
-                    line += ' ';
-                    appendFormatted(line, "%lld", static_cast<long long>(v[j]));
-                    if (j + 1 < v.size()) {
-                        line += ',';
-                    }
-                }
+                appendList<long long>(line, leaf->values(), "%lld");
             }
             break;
         case kTypeFloat:
@@ -243,14 +259,8 @@ void describeAttrData(std::string& line, const ZelChunk* data, bool animated) {
             if (v.size() >= 2 && (h.dimension == 3 || h.dimension == 4)) {
                 line += " size= ";
                 appendFormatted(line, "%d", static_cast<int>(v.size() / h.dimension));
-                break;
-            }
-            for (size_t j = 0; j < v.size(); ++j) {
-                line += ' ';
-                appendFormatted(line, "%g", v[j]);
-                if (j + 1 < v.size()) {
-                    line += ',';
-                }
+            } else {
+                appendList<double>(line, v, "%g");
             }
             break;
         }
@@ -267,6 +277,36 @@ int objectIndexWidth(int count) {
 // Width of an attribute index column: 1, 2, then straight to 4 digits.
 int attrIndexWidth(int count) {
     return count < 10 ? 1 : count < 100 ? 2 : 4;
+}
+
+// The block of `object`, its index `width` places wide: its name, the description of its main
+// geometry chunk and one line per attribute, with data read at `sample`.
+void printObject(ZelRoMemCache& cache, int sample, int object, int width) {
+    const ZelDOBJChunk* def = cache.getObjDef(object);
+    std::cout << "object[" << std::setw(width) << object << "] name: " << def->getName()
+              << std::endl;
+    const std::string description = describeObject(cache, sample, object);
+    if (!description.empty()) {
+        std::cout << description << std::endl;
+    }
+    const ZelDATRChunk* datr = def->getDATR();
+    const int numAttrs = datr != nullptr ? datr->getNumAttrs() : 0;
+    if (numAttrs == 0) {
+        return;
+    }
+    std::cout << "  number of attributes: " << numAttrs << std::endl;
+    const int attrWidth = attrIndexWidth(numAttrs);
+    std::string line;
+    for (int a = 0; a < numAttrs; ++a) {
+        const bool animated = datr->isAnimated(a);
+        // Without data the line keeps the previous attribute's text, as it always has.
+        if (const ZelChunk* data = cache.getAttrData(sample, object, a)) {
+            describeAttrData(line, data, animated);
+        }
+        std::cout << "    attribute[" << std::setw(attrWidth) << a << "]"
+                  << " NAME: '" << def->getAttrName(a) << "'"
+                  << " TYPE: '" << def->getAttrType(a) << "'" << line << std::endl;
+    }
 }
 
 // The file-level lines: version, strings, date, samples, time range, rate and space.
@@ -337,41 +377,9 @@ int zelinfo(const char* filename) {
 
     const int numObjects = cache.getNumObjects();
     std::cout << "\nnumber of objects: " << numObjects << std::endl;
-    if (numObjects == 0) {
-        return 0;
-    }
-    const int objectWidth = objectIndexWidth(numObjects);
-    std::string line;
+    const int width = objectIndexWidth(numObjects);
     for (int i = 0; i < numObjects; ++i) {
-        const ZelDOBJChunk* def = cache.getObjDef(i);
-        std::cout << "object[" << std::setw(objectWidth) << i << "] name: " << def->getName()
-                  << std::endl;
-        line = describeObject(cache, sample, i);
-        if (!line.empty()) {
-            std::cout << line << std::endl;
-        }
-        line.clear();
-
-        const ZelDATRChunk* datr = def->getDATR();
-        if (datr == nullptr) {
-            continue;
-        }
-        const int numAttrs = datr->getNumAttrs();
-        if (numAttrs == 0) {
-            continue;
-        }
-        std::cout << "  number of attributes: " << numAttrs << std::endl;
-        const int attrWidth = attrIndexWidth(numAttrs);
-        for (int a = 0; a < numAttrs; ++a) {
-            const bool animated = datr->isAnimated(a);
-            // Without data the line keeps the previous attribute's text, as it always has.
-            if (const ZelChunk* data = cache.getAttrData(sample, i, a)) {
-                describeAttrData(line, data, animated);
-            }
-            std::cout << "    attribute[" << std::setw(attrWidth) << a << "]"
-                      << " NAME: '" << def->getAttrName(a) << "'"
-                      << " TYPE: '" << def->getAttrType(a) << "'" << line << std::endl;
-        }
+        printObject(cache, sample, i, width);
     }
     return 0;
 }
@@ -393,6 +401,86 @@ int zeltestError(int line, const char* message) {
     return -1;
 }
 
+// Writes the metadata: times 5 to 7 at one sample per frame in world space, the definitions
+// "foo" and "bar", and a list of four strings. The sample count stays 0, so the time range and
+// rate are kept in memory only.
+bool writeTestMeta(ZelFile& file) {
+    ZelMETAChunk meta;
+    meta.firstTime = 5.0f;
+    meta.lastTime = 7.0f;
+    meta.rate = 1.0f;
+    meta.space = 0;
+    meta.addDOBJ("foo");
+    meta.addDOBJ("bar");
+    std::unique_ptr<ZelLeafChunk<std::string>> strings(new ZelLeafChunk<std::string>());
+    strings->setTag(kTagABCD);
+    strings->values() = {"a", "b", "c", "d"};
+    meta.addChild(strings.release());
+    return meta.write(file);
+}
+
+// The location codes of the steps of one object in the sample.
+struct ObjectStepLines {
+    int start;
+    int positions;
+    int velocities;
+    int end;
+};
+constexpr ObjectStepLines kFirstObjectLines{87, 94, 99, 101};
+constexpr ObjectStepLines kSecondObjectLines{104, 110, 115, 117};
+
+// `count` values: 0, step, 2 step, ...
+std::vector<float> ramp(size_t count, float step) {
+    std::vector<float> values(count);
+    for (size_t i = 0; i < count; ++i) {
+        values[i] = step * static_cast<float>(i);
+    }
+    return values;
+}
+
+// Writes one object's group in the open sample: its positions and velocities as float chunks.
+// -1 after reporting the failed step with its code from `lines`.
+int writeTestObject(ZelFile& file, ZelSAMSChunk& sams, const std::vector<float>& positions,
+                    const std::vector<float>& velocities, const ObjectStepLines& lines) {
+    if (!sams.writeStartSOBJChunk(file)) {
+        return zeltestError(lines.start, "starting SOBJ chunk");
+    }
+    if (!writeFloatChunk(file, kTagPOSI, positions)) {
+        return zeltestError(lines.positions, "writing POS chunk");
+    }
+    if (!writeFloatChunk(file, kTagVELO, velocities)) {
+        return zeltestError(lines.velocities, "writing VELO chunk");
+    }
+    if (!sams.writeEndSOBJChunk(file)) {
+        return zeltestError(lines.end, "ending SOBJ chunk");
+    }
+    return 0;
+}
+
+// Writes the samples section: one sample of two objects, the first with four positions and
+// their doubled velocities, the second with ten positions 3 i and velocities 4 i. -1 after
+// reporting the failed step.
+int writeTestSamples(ZelFile& file) {
+    ZelSAMSChunk sams;
+    if (!sams.writeStart(file, 1, 2, false)) {
+        return zeltestError(83, "starting SAMS chunk");
+    }
+    if (!sams.writeStartSAMPChunk(file, 2, nullptr)) {
+        return zeltestError(85, "starting SAMP chunk");
+    }
+    if (writeTestObject(file, sams, ramp(4, 1.0f), ramp(4, 2.0f), kFirstObjectLines) != 0 ||
+        writeTestObject(file, sams, ramp(10, 3.0f), ramp(10, 4.0f), kSecondObjectLines) != 0) {
+        return -1;
+    }
+    if (!sams.writeEndSAMPChunk(file)) {
+        return zeltestError(120, "ending SAMP chunk");
+    }
+    if (!sams.writeEnd(file)) {
+        return zeltestError(122, "end SAMS chunk");
+    }
+    return 0;
+}
+
 }  // namespace
 
 int zeltest(const char* filename) {
@@ -404,78 +492,11 @@ int zeltest(const char* filename) {
     if (!dzel.write(file)) {
         return zeltestError(62, "writing DZEL chunk");
     }
-
-    // The sample count stays 0, so the time range and rate are kept in memory only.
-    ZelMETAChunk meta;
-    meta.firstTime = 5.0f;
-    meta.lastTime = 7.0f;
-    meta.rate = 1.0f;
-    meta.space = 0;
-    meta.addDOBJ("foo");
-    meta.addDOBJ("bar");
-    std::unique_ptr<ZelLeafChunk<std::string>> strings(new ZelLeafChunk<std::string>());
-    strings->setTag(makeTag("ABCD"));
-    strings->values() = {"a", "b", "c", "d"};
-    meta.addChild(strings.release());
-    if (!meta.write(file)) {
+    if (!writeTestMeta(file)) {
         return zeltestError(79, "writing META chunk");
     }
-
-    ZelSAMSChunk sams;
-    if (!sams.writeStart(file, 1, 2, false)) {
-        return zeltestError(83, "starting SAMS chunk");
-    }
-    if (!sams.writeStartSAMPChunk(file, 2, nullptr)) {
-        return zeltestError(85, "starting SAMP chunk");
-    }
-
-    // First object: four positions and their doubled velocities.
-    if (!sams.writeStartSOBJChunk(file)) {
-        return zeltestError(87, "starting SOBJ chunk");
-    }
-    std::vector<float> values(4);
-    for (size_t i = 0; i < values.size(); ++i) {
-        values[i] = static_cast<float>(i);
-    }
-    if (!writeFloatChunk(file, makeTag("POSI"), values)) {
-        return zeltestError(94, "writing POS chunk");
-    }
-    for (float& v : values) {
-        v *= 2.0f;
-    }
-    if (!writeFloatChunk(file, makeTag("VELO"), values)) {
-        return zeltestError(99, "writing VELO chunk");
-    }
-    if (!sams.writeEndSOBJChunk(file)) {
-        return zeltestError(101, "ending SOBJ chunk");
-    }
-
-    // Second object: ten positions 3 i and velocities 4 i.
-    if (!sams.writeStartSOBJChunk(file)) {
-        return zeltestError(104, "starting SOBJ chunk");
-    }
-    values.resize(10);
-    for (size_t i = 0; i < values.size(); ++i) {
-        values[i] = 3.0f * static_cast<float>(i);
-    }
-    if (!writeFloatChunk(file, makeTag("POSI"), values)) {
-        return zeltestError(110, "writing POS chunk");
-    }
-    for (size_t i = 0; i < values.size(); ++i) {
-        values[i] = 4.0f * static_cast<float>(i);
-    }
-    if (!writeFloatChunk(file, makeTag("VELO"), values)) {
-        return zeltestError(115, "writing VELO chunk");
-    }
-    if (!sams.writeEndSOBJChunk(file)) {
-        return zeltestError(117, "ending SOBJ chunk");
-    }
-
-    if (!sams.writeEndSAMPChunk(file)) {
-        return zeltestError(120, "ending SAMP chunk");
-    }
-    if (!sams.writeEnd(file)) {
-        return zeltestError(122, "end SAMS chunk");
+    if (writeTestSamples(file) != 0) {
+        return -1;
     }
     if (!file.close()) {
         return zeltestError(125, "closing ZEL file");
@@ -494,6 +515,8 @@ int zel2txtError(int line, const std::string& message) {
     return -1;
 }
 
+constexpr DumpErrorLines kZel2txtDumpErrors{440, 464, 468, 475};
+
 }  // namespace
 
 int zel2txt(const char* filename) {
@@ -503,50 +526,17 @@ int zel2txt(const char* filename) {
     }
     ZelFile file;
     if (!file.open(filename, "r")) {
-        return zel2txtError(440, name + ": could not open file");
+        return zel2txtError(kZel2txtDumpErrors.open, name + ": could not open file");
     }
     const DefaultFormat format(std::cout);
-    // Samples and definitions share one object counter: definitions come before the samples in
-    // a file, so after the last sample it holds that sample's object count.
-    int64 numSamples = 0;
-    int64 numObjects = 0;
-    int64 numDefinitions = 0;
-    // The depth before a header is read, so a group's own line sits at its parent's level.
-    uint64 depth = file.getLevel();
-    ZelHeader h;
-    while (file.readHeader(h)) {
-        if (h.type == kTypeGroup || h.length == 0) {
-            for (uint64 i = 0; i < depth; ++i) {
-                std::cout << ". ";
-            }
-            h.print(std::cout) << " : ";
-            if (h.tag == makeTag("SAMP")) {
-                std::cout << '#' << numSamples++;
-                numObjects = 0;
-            } else if (h.tag == makeTag("SOBJ")) {
-                std::cout << '#' << numObjects++;
-            } else if (h.tag == makeTag("DOBJ")) {
-                std::cout << '#' << numObjects++;
-                numDefinitions = numObjects;
-            }
-        } else {
-            // One leaf in memory at a time, however large the file.
-            const std::unique_ptr<ZelChunk> leaf(ZelChunk::create(h.tag, h.type));
-            if (leaf == nullptr) {
-                return zel2txtError(464, "Unrecognized chunk type");
-            }
-            if (!leaf->read(h, file)) {
-                return zel2txtError(468, name + ": error reading leaf chunk");
-            }
-            leaf->print(std::cout, static_cast<int>(depth));
-        }
-        depth = file.getLevel();
-        std::cout << std::endl;
+    const ZelDumpResult dump = dumpChunkTree(file, std::cout, ZelDumpOptions());
+    if (reportDumpError("zel2txt", kZel2txtDumpErrors, dump.error, name)) {
+        return -1;
     }
     if (!file.close()) {
-        return zel2txtError(475, name + ": error closing file");
+        return zel2txtError(kZel2txtDumpErrors.close, name + ": error closing file");
     }
-    if (numDefinitions != numObjects) {
+    if (dump.numDefinitions != dump.numLastSampleObjects) {
         return zel2txtError(476, "Number of SOBJ not match number of DOBJ");
     }
     return 0;
@@ -629,14 +619,13 @@ bool dumpFailed(int line, const std::string& message) {
 }
 
 // The location codes of the errors met while dumping the first or the second file.
-struct DumpErrorLines {
-    int open;
-    int unrecognized;
-    int read;
-    int close;
-};
 constexpr DumpErrorLines kFirstDumpErrors{497, 526, 530, 536};
 constexpr DumpErrorLines kSecondDumpErrors{540, 563, 567, 573};
+// The codes of the failures of the comparison's own files, fixed like the others so that moving
+// code in this file never changes an error line.
+constexpr int kDumpOpenError = 651;
+constexpr int kDumpCloseError = 680;
+constexpr int kScratchError = 699;
 
 // Writes the flat dump of the cache `filename` to `dumpPath`: one line per chunk, no nesting, no
 // counters, the date stamp left out. False after reporting the failure.
@@ -648,36 +637,22 @@ bool writeFlatDump(const char* filename, const std::string& dumpPath, const Dump
     }
     std::ofstream dump(dumpPath, std::ios::out | std::ios::trunc);
     if (!dump) {
-        return dumpFailed(__LINE__, dumpPath + ": could not write file");
+        return dumpFailed(kDumpOpenError, dumpPath + ": could not write file");
     }
-    ZelHeader h;
-    while (file.readHeader(h)) {
-        if (h.type == kTypeGroup || h.length == 0) {
-            h.print(dump);
-        } else if (h.tag == makeTag("DATE")) {
-            // The date stamp differs between any two writes of the same content.
-            dump << "DATE skipped";
-            if (!file.skipData(h)) {
-                return dumpFailed(lines.read, name + ": error reading leaf chunk");
-            }
-        } else {
-            const std::unique_ptr<ZelChunk> leaf(ZelChunk::create(h.tag, h.type));
-            if (leaf == nullptr) {
-                return dumpFailed(lines.unrecognized, "Unrecognized chunk type");
-            }
-            if (!leaf->read(h, file)) {
-                return dumpFailed(lines.read, name + ": error reading leaf chunk");
-            }
-            leaf->print(dump, 0);
-        }
-        dump << '\n';
+    ZelDumpOptions flat;
+    flat.indent = false;
+    flat.counters = false;
+    flat.skipDate = true;
+    flat.flushLines = false;
+    if (reportDumpError("zeldiff", lines, dumpChunkTree(file, dump, flat).error, name)) {
+        return false;
     }
     if (!file.close()) {
         return dumpFailed(lines.close, name + ": error closing file");
     }
     dump.close();
     if (dump.fail()) {
-        return dumpFailed(__LINE__, dumpPath + ": could not write file");
+        return dumpFailed(kDumpCloseError, dumpPath + ": could not write file");
     }
     return true;
 }
@@ -696,7 +671,8 @@ int zeldiff(const char* file1, const char* file2, const char* diffOptions) {
     const std::string options = diffOptions != nullptr ? diffOptions : "";
     const DiffScratch scratch;
     if (!scratch.ok()) {
-        return zeldiffError(__LINE__, scratch.base() + ": could not make a temporary directory");
+        return zeldiffError(kScratchError,
+                            scratch.base() + ": could not make a temporary directory");
     }
     if (!writeFlatDump(file1, scratch.path(0), kFirstDumpErrors) ||
         !writeFlatDump(file2, scratch.path(1), kSecondDumpErrors)) {

@@ -139,8 +139,9 @@ TEST(Zel2txt, BadInputFailsWithItsErrorLine) {
         dump(path).out,
         "DZEL int64 (8) : 2 \nSAMS group (9223372036854775807) : \n. TIMS float (4) : 1.5 \n");
 
-    // Random bytes after a valid header: one error line, or the end of the headers when a chunk
-    // of unknown type skips past the end of the file. Never a crash or a hang.
+    // Random bytes after a valid header, through the walk that zeldiff's dumps share: one error
+    // line, or the end of the headers when a chunk of unknown type skips past the end of the
+    // file. Never a crash or a hang.
     int failures = 0;
     for (unsigned seed = 1; seed <= 64; ++seed) {
         std::mt19937 random(seed);
