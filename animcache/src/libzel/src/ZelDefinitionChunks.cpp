@@ -4,6 +4,8 @@
 #include <iostream>
 #include <memory>
 
+#include "ZelDump.h"
+#include "ZelFormat.h"
 #include "ZelLeafValues.h"
 #include "ZelTrace.h"
 
@@ -22,75 +24,13 @@ void checkAttrIndex(int i, int numAttrs) {
     }
 }
 
-void writeIndent(std::ostream& os, int indent) {
-    for (int i = 0; i < indent; ++i) {
-        os << ". ";
-    }
-}
-
-// "SATR" and "AATR" share their layout: a "NAME" list and a "TYPE" list of strings.
-bool readNameList(const ZelHeader& h, ZelFile& f, bool& handled, std::vector<std::string>& names,
-                  std::vector<std::string>& types) {
-    if (h.type != kTypeCstr || (h.tag != makeTag("NAME") && h.tag != makeTag("TYPE"))) {
-        handled = false;
-        return false;
-    }
-    handled = true;
-    return f.readData(h, h.tag == makeTag("NAME") ? names : types);
-}
-
-bool writeNameList(ZelFile& f, const std::vector<std::string>& names,
-                   const std::vector<std::string>& types) {
-    if (!names.empty() && !f.writeChunk(makeTag("NAME"), names)) {
-        return false;
-    }
-    if (types.empty()) {
-        return true;
-    }
-    if (types.size() == names.size()) {
-        return f.writeChunk(makeTag("TYPE"), types);
-    }
-    // On disk the two lists always have equal length.
-    std::vector<std::string> sized(types);
-    sized.resize(names.size());
-    return f.writeChunk(makeTag("TYPE"), sized);
-}
-
-int64 nameListLength(const std::vector<std::string>& names, const std::vector<std::string>& types) {
-    if (names.empty()) {
-        return 0;
-    }
-    return 32 + byteSize(names) + byteSize(types);
-}
-
-void printNameList(std::ostream& os, int indent, const std::vector<std::string>& names,
-                   const std::vector<std::string>& types) {
-    if (!names.empty()) {
-        writeIndent(os, indent);
-        os << "names = ";
-        for (const std::string& s : names) {
-            os << s << ' ';
-        }
-        os << '\n';
-    }
-    if (!types.empty()) {
-        writeIndent(os, indent);
-        os << "types = ";
-        for (const std::string& s : types) {
-            os << s << ' ';
-        }
-        os << '\n';
-    }
-}
-
 // Appends one attribute's name and type string. A list of types read from a file may be shorter
 // or longer than its names; it is brought to the names' length first (as it would be written), so
 // that the new type string lands at the new attribute's position.
-void appendNameAndType(std::vector<std::string>& names, std::vector<std::string>& types,
-                       const std::string& name, const std::string& type) {
-    types.resize(names.size());
-    names.push_back(name);
-    types.push_back(type);
+void appendNameAndType(ZelAttrNamesChunk& list, const std::string& name, const std::string& type) {
+    list.types().resize(list.names().size());
+    list.names().push_back(name);
+    list.types().push_back(type);
 }
 
 void removeRange(std::vector<std::string>& v, uint64 first, uint64 last) {
@@ -101,71 +41,83 @@ void removeRange(std::vector<std::string>& v, uint64 first, uint64 last) {
     }
 }
 
+// One line of a name list's print: the marks, `label`, then every entry followed by a blank.
+void printList(std::ostream& os, int indent, const char* label,
+               const std::vector<std::string>& list) {
+    if (list.empty()) {
+        return;
+    }
+    writeIndent(os, indent) << label;
+    for (const std::string& s : list) {
+        os << s << ' ';
+    }
+    os << '\n';
+}
+
 }  // namespace
 
-ZelSATRChunk::ZelSATRChunk() : ZelGroupChunk(makeTag("SATR")) {}
+// ---------------------------------------------------------------------------------------------
+// ZelAttrNamesChunk, ZelSATRChunk and ZelAATRChunk
+
+ZelAttrNamesChunk::ZelAttrNamesChunk(uint32 tag) : ZelGroupChunk(tag) {}
+
+ZelAttrNamesChunk::~ZelAttrNamesChunk() = default;
+
+void ZelAttrNamesChunk::reset() {
+    names_.clear();
+    types_.clear();
+    ZelGroupChunk::reset();
+}
+
+int64 ZelAttrNamesChunk::getLength() const {
+    if (names_.empty()) {
+        return 0;
+    }
+    return 2 * kHeaderSize + byteSize(names_) + byteSize(types_);
+}
+
+void ZelAttrNamesChunk::remove(uint64 first, uint64 last) {
+    removeRange(names_, first, last);
+    removeRange(types_, first, last);
+}
+
+bool ZelAttrNamesChunk::readChild(const ZelHeader& h, ZelFile& f, bool& handled) {
+    handled = h.type == kTypeCstr && (h.tag == kTagNAME || h.tag == kTagTYPE);
+    if (!handled) {
+        return false;
+    }
+    return f.readData(h, h.tag == kTagNAME ? names_ : types_);
+}
+
+bool ZelAttrNamesChunk::writeChildren(ZelFile& f) const {
+    if (!names_.empty() && !f.writeChunk(kTagNAME, names_)) {
+        return false;
+    }
+    if (types_.empty()) {
+        return true;
+    }
+    if (types_.size() == names_.size()) {
+        return f.writeChunk(kTagTYPE, types_);
+    }
+    // On disk the two lists always have equal length.
+    std::vector<std::string> sized(types_);
+    sized.resize(names_.size());
+    return f.writeChunk(kTagTYPE, sized);
+}
+
+std::ostream& ZelAttrNamesChunk::printChildren(std::ostream& os, int indent) const {
+    printList(os, indent, "names = ", names_);
+    printList(os, indent, "types = ", types_);
+    return os;
+}
+
+ZelSATRChunk::ZelSATRChunk() : ZelAttrNamesChunk(kTagSATR) {}
 
 ZelSATRChunk::~ZelSATRChunk() = default;
 
-void ZelSATRChunk::reset() {
-    names_.clear();
-    types_.clear();
-    ZelGroupChunk::reset();
-}
-
-int64 ZelSATRChunk::getLength() const {
-    return nameListLength(names_, types_);
-}
-
-void ZelSATRChunk::remove(uint64 first, uint64 last) {
-    removeRange(names_, first, last);
-    removeRange(types_, first, last);
-}
-
-bool ZelSATRChunk::readChild(const ZelHeader& h, ZelFile& f, bool& handled) {
-    return readNameList(h, f, handled, names_, types_);
-}
-
-bool ZelSATRChunk::writeChildren(ZelFile& f) const {
-    return writeNameList(f, names_, types_);
-}
-
-std::ostream& ZelSATRChunk::printChildren(std::ostream& os, int indent) const {
-    printNameList(os, indent, names_, types_);
-    return os;
-}
-
-ZelAATRChunk::ZelAATRChunk() : ZelGroupChunk(makeTag("AATR")) {}
+ZelAATRChunk::ZelAATRChunk() : ZelAttrNamesChunk(kTagAATR) {}
 
 ZelAATRChunk::~ZelAATRChunk() = default;
-
-void ZelAATRChunk::reset() {
-    names_.clear();
-    types_.clear();
-    ZelGroupChunk::reset();
-}
-
-int64 ZelAATRChunk::getLength() const {
-    return nameListLength(names_, types_);
-}
-
-void ZelAATRChunk::remove(uint64 first, uint64 last) {
-    removeRange(names_, first, last);
-    removeRange(types_, first, last);
-}
-
-bool ZelAATRChunk::readChild(const ZelHeader& h, ZelFile& f, bool& handled) {
-    return readNameList(h, f, handled, names_, types_);
-}
-
-bool ZelAATRChunk::writeChildren(ZelFile& f) const {
-    return writeNameList(f, names_, types_);
-}
-
-std::ostream& ZelAATRChunk::printChildren(std::ostream& os, int indent) const {
-    printNameList(os, indent, names_, types_);
-    return os;
-}
 
 ZelATRSChunk::ZelATRSChunk() : ZelGroupChunk(makeTag("ATRS")) {}
 
@@ -203,11 +155,11 @@ int ZelDATRChunk::getNumAttrs() const {
 }
 
 int ZelDATRChunk::getNumAnimatedAttrs() const {
-    return static_cast<int>(aatr_.names_.size());
+    return static_cast<int>(aatr_.names().size());
 }
 
 int ZelDATRChunk::getNumStaticAttrs() const {
-    return static_cast<int>(satr_.names_.size());
+    return static_cast<int>(satr_.names().size());
 }
 
 int ZelDATRChunk::addAttr(const bool& animated, const std::string& name, const std::string& type,
@@ -227,23 +179,23 @@ int ZelDATRChunk::addAttr(const bool& animated, const std::string& name, const s
         return -1;
     }
     value->setHeader(ZelHeader(makeTag("ATTR"), dataType, 0, compound, dimension));
-    appendNameAndType(satr_.names_, satr_.types_, name, type);
+    appendNameAndType(satr_, name, type);
     atrs_.addChild(value);
     return getNumAttrs() - 1;
 }
 
 void ZelDATRChunk::addAnimatedAttribute(const std::string& name, const std::string& type) {
-    appendNameAndType(aatr_.names_, aatr_.types_, name, type);
+    appendNameAndType(aatr_, name, type);
 }
 
 int ZelDATRChunk::findAttr(const std::string& name) const {
-    const std::vector<std::string>& animated = aatr_.names_;
+    const std::vector<std::string>& animated = aatr_.names();
     for (size_t i = 0; i < animated.size(); ++i) {
         if (animated[i] == name) {
             return static_cast<int>(i);
         }
     }
-    const std::vector<std::string>& statics = satr_.names_;
+    const std::vector<std::string>& statics = satr_.names();
     for (size_t i = 0; i < statics.size(); ++i) {
         if (statics[i] == name) {
             return getNumAnimatedAttrs() + static_cast<int>(i);
@@ -280,15 +232,15 @@ const std::string& ZelDATRChunk::getAttrName(int i) const {
     checkAttrIndex(i, getNumAttrs());
     const int numAnimated = getNumAnimatedAttrs();
     if (i < numAnimated) {
-        return aatr_.names_[static_cast<size_t>(i)];
+        return aatr_.names()[static_cast<size_t>(i)];
     }
-    return satr_.names_[static_cast<size_t>(i - numAnimated)];
+    return satr_.names()[static_cast<size_t>(i - numAnimated)];
 }
 
 const std::string& ZelDATRChunk::getAttrType(int i) const {
     checkAttrIndex(i, getNumAttrs());
     const int numAnimated = getNumAnimatedAttrs();
-    const std::vector<std::string>& types = i < numAnimated ? aatr_.types_ : satr_.types_;
+    const std::vector<std::string>& types = i < numAnimated ? aatr_.types() : satr_.types();
     const size_t k = static_cast<size_t>(i < numAnimated ? i : i - numAnimated);
     // A file may list fewer types than names.
     return k < types.size() ? types[k] : kNoString;
@@ -298,9 +250,9 @@ bool ZelDATRChunk::setAttrName(int i, const std::string& s) {
     checkAttrIndex(i, getNumAttrs());
     const int numAnimated = getNumAnimatedAttrs();
     if (i < numAnimated) {
-        aatr_.names_[static_cast<size_t>(i)] = s;
+        aatr_.names()[static_cast<size_t>(i)] = s;
     } else {
-        satr_.names_[static_cast<size_t>(i - numAnimated)] = s;
+        satr_.names()[static_cast<size_t>(i - numAnimated)] = s;
     }
     return true;
 }
@@ -308,8 +260,8 @@ bool ZelDATRChunk::setAttrName(int i, const std::string& s) {
 bool ZelDATRChunk::setAttrType(int i, const std::string& s) {
     checkAttrIndex(i, getNumAttrs());
     const int numAnimated = getNumAnimatedAttrs();
-    std::vector<std::string>& types = i < numAnimated ? aatr_.types_ : satr_.types_;
-    const size_t count = i < numAnimated ? aatr_.names_.size() : satr_.names_.size();
+    std::vector<std::string>& types = i < numAnimated ? aatr_.types() : satr_.types();
+    const size_t count = i < numAnimated ? aatr_.names().size() : satr_.names().size();
     const size_t k = static_cast<size_t>(i < numAnimated ? i : i - numAnimated);
     if (types.size() < count) {
         types.resize(count);
@@ -381,7 +333,7 @@ void ZelDATRChunk::mergeStaticAttributes(const ZelDATRChunk* from) {
             std::cerr << "mergeStaticAttributes NOT Merged, unknown type fof: " << name << '\n';
             continue;
         }
-        appendNameAndType(satr_.names_, satr_.types_, name, from->getAttrType(i));
+        appendNameAndType(satr_, name, from->getAttrType(i));
         atrs_.addChild(value);
     }
 }
@@ -402,8 +354,8 @@ bool ZelDATRChunk::readChild(const ZelHeader& h, ZelFile& f, bool& handled) {
 }
 
 bool ZelDATRChunk::writeChildren(ZelFile& f) const {
-    if (satr_.names_.size() == atrs_.numChildren()) {
-        if (!satr_.names_.empty() && !satr_.write(f)) {
+    if (satr_.names().size() == atrs_.numChildren()) {
+        if (!satr_.names().empty() && !satr_.write(f)) {
             return false;
         }
         if (atrs_.numChildren() > 0 && !atrs_.write(f)) {
@@ -412,14 +364,14 @@ bool ZelDATRChunk::writeChildren(ZelFile& f) const {
     } else {
         std::cout << "WARNING: SATR and ATRS write skipped, counts do not match" << std::endl;
     }
-    return aatr_.names_.empty() || aatr_.write(f);
+    return aatr_.names().empty() || aatr_.write(f);
 }
 
 std::ostream& ZelDATRChunk::printChildren(std::ostream& os, int indent) const {
-    if (!satr_.names_.empty()) {
+    if (!satr_.names().empty()) {
         satr_.print(os, indent);
     }
-    if (!aatr_.names_.empty()) {
+    if (!aatr_.names().empty()) {
         aatr_.print(os, indent);
     }
     if (atrs_.numChildren() > 0) {
