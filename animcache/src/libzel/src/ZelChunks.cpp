@@ -4,6 +4,8 @@
 #include <iostream>
 #include <new>
 
+#include "ZelDump.h"
+#include "ZelFormat.h"
 #include "ZelLeafValues.h"
 #include "ZelTrace.h"
 
@@ -113,15 +115,13 @@ bool ZelChunk::write(ZelFile& f) const {
 }
 
 std::ostream& ZelChunk::print(std::ostream& os, int indent) const {
-    for (int i = 0; i < indent; ++i) {
-        os << ". ";
-    }
+    writeIndent(os, indent);
     header_.print(os);
     return os << " : ";
 }
 
 void ZelChunk::free() {
-    header_.tag = makeTag("FREE");
+    header_.tag = kTagFREE;
 }
 
 ZelChunk* ZelChunk::create(uint32 tag, uint8 type) {
@@ -146,7 +146,7 @@ ZelChunk* ZelChunk::create(uint32 tag, uint8 type) {
 }
 
 ZelChunk* ZelChunk::copy(const ZelChunk* c) {
-    if (c == nullptr || c->getTag() == makeTag("FREE")) {
+    if (c == nullptr || c->getTag() == kTagFREE) {
         return nullptr;
     }
     if (c->getType() != kTypeGroup) {
@@ -170,7 +170,7 @@ ZelChunk* ZelChunk::copy(const ZelChunk* c) {
 // ZelLeafChunk<T>
 
 template <class T>
-ZelLeafChunk<T>::ZelLeafChunk() : ZelLeafChunk(makeTag("FREE")) {}
+ZelLeafChunk<T>::ZelLeafChunk() : ZelLeafChunk(kTagFREE) {}
 
 template <class T>
 ZelLeafChunk<T>::ZelLeafChunk(uint32 tag)
@@ -241,7 +241,7 @@ template class ZelLeafChunk<double>;
 // ---------------------------------------------------------------------------------------------
 // ZelGroupChunk
 
-ZelGroupChunk::ZelGroupChunk() : ZelGroupChunk(makeTag("FREE")) {}
+ZelGroupChunk::ZelGroupChunk() : ZelGroupChunk(kTagFREE) {}
 
 ZelGroupChunk::ZelGroupChunk(uint32 tag) : ZelChunk(ZelHeader(tag, kTypeGroup, 0, 0, 0)) {}
 
@@ -268,7 +268,7 @@ int64 ZelGroupChunk::getLength() const {
     int64 n = 0;
     for (const ZelChunk* c : children_) {
         if (c != nullptr) {
-            n += 16 + c->getLength();
+            n += kHeaderSize + c->getLength();
         }
     }
     return n;

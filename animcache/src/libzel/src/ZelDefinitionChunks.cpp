@@ -119,14 +119,14 @@ ZelAATRChunk::ZelAATRChunk() : ZelAttrNamesChunk(kTagAATR) {}
 
 ZelAATRChunk::~ZelAATRChunk() = default;
 
-ZelATRSChunk::ZelATRSChunk() : ZelGroupChunk(makeTag("ATRS")) {}
+ZelATRSChunk::ZelATRSChunk() : ZelGroupChunk(kTagATRS) {}
 
 ZelATRSChunk::~ZelATRSChunk() = default;
 
 // ---------------------------------------------------------------------------------------------
 // ZelDATRChunk
 
-ZelDATRChunk::ZelDATRChunk() : ZelGroupChunk(makeTag("DATR")) {}
+ZelDATRChunk::ZelDATRChunk() : ZelGroupChunk(kTagDATR) {}
 
 ZelDATRChunk::~ZelDATRChunk() = default;
 
@@ -141,11 +141,11 @@ int64 ZelDATRChunk::getLength() const {
     int64 n = 0;
     const int64 animated = aatr_.getLength();
     if (animated != 0) {
-        n += 16 + animated;
+        n += kHeaderSize + animated;
     }
     const int64 statics = satr_.getLength();
     if (statics != 0) {
-        n += statics + atrs_.getLength() + 32;
+        n += kHeaderSize + statics + kHeaderSize + atrs_.getLength();
     }
     return n;
 }
@@ -174,11 +174,11 @@ int ZelDATRChunk::addAttr(const bool& animated, const std::string& name, const s
     if (dataType < kTypeCstr || dataType > kTypeDouble) {
         return -1;
     }
-    ZelChunk* value = ZelChunk::create(makeTag("ATTR"), dataType);
+    ZelChunk* value = ZelChunk::create(kTagATTR, dataType);
     if (value == nullptr) {
         return -1;
     }
-    value->setHeader(ZelHeader(makeTag("ATTR"), dataType, 0, compound, dimension));
+    value->setHeader(ZelHeader(kTagATTR, dataType, 0, compound, dimension));
     appendNameAndType(satr_, name, type);
     atrs_.addChild(value);
     return getNumAttrs() - 1;
@@ -328,7 +328,7 @@ void ZelDATRChunk::mergeStaticAttributes(const ZelDATRChunk* from) {
         if (debugLevel >= 3) {
             std::cerr << " ADD, SATR= " << name << '\n';
         }
-        ZelChunk* value = copyLeafAs(from->getStaticData(i), makeTag("ATTR"));
+        ZelChunk* value = copyLeafAs(from->getStaticData(i), kTagATTR);
         if (value == nullptr) {
             std::cerr << "mergeStaticAttributes NOT Merged, unknown type fof: " << name << '\n';
             continue;
@@ -340,13 +340,13 @@ void ZelDATRChunk::mergeStaticAttributes(const ZelDATRChunk* from) {
 
 bool ZelDATRChunk::readChild(const ZelHeader& h, ZelFile& f, bool& handled) {
     handled = h.type == kTypeGroup;
-    if (handled && h.tag == makeTag("SATR")) {
+    if (handled && h.tag == kTagSATR) {
         return satr_.read(h, f);
     }
-    if (handled && h.tag == makeTag("AATR")) {
+    if (handled && h.tag == kTagAATR) {
         return aatr_.read(h, f);
     }
-    if (handled && h.tag == makeTag("ATRS")) {
+    if (handled && h.tag == kTagATRS) {
         return atrs_.read(h, f);
     }
     handled = false;
@@ -383,10 +383,10 @@ std::ostream& ZelDATRChunk::printChildren(std::ostream& os, int indent) const {
 // ---------------------------------------------------------------------------------------------
 // ZelDOBJChunk
 
-ZelDOBJChunk::ZelDOBJChunk() : ZelGroupChunk(makeTag("DOBJ")) {}
+ZelDOBJChunk::ZelDOBJChunk() : ZelGroupChunk(kTagDOBJ) {}
 
 ZelDOBJChunk::ZelDOBJChunk(const char* name)
-    : ZelGroupChunk(makeTag("DOBJ")), name_(name != nullptr ? name : "") {}
+    : ZelGroupChunk(kTagDOBJ), name_(name != nullptr ? name : "") {}
 
 ZelDOBJChunk::~ZelDOBJChunk() = default;
 
@@ -396,9 +396,10 @@ void ZelDOBJChunk::reset() {
 }
 
 int64 ZelDOBJChunk::getLength() const {
-    int64 n = ZelGroupChunk::getLength() + static_cast<int64>(name_.size()) + 17;
+    // The name's chunk is counted even when the name is empty and not written.
+    int64 n = ZelGroupChunk::getLength() + kHeaderSize + static_cast<int64>(name_.size()) + 1;
     if (datr_ != nullptr) {
-        n += 16 + datr_->getLength();
+        n += kHeaderSize + datr_->getLength();
     }
     return n;
 }
@@ -459,11 +460,11 @@ bool ZelDOBJChunk::setAttrType(int i, const std::string& s) {
 }
 
 bool ZelDOBJChunk::readChild(const ZelHeader& h, ZelFile& f, bool& handled) {
-    if (h.tag == makeTag("NAME") && h.type == kTypeCstr) {
+    if (h.tag == kTagNAME && h.type == kTypeCstr) {
         handled = true;
         return f.readData(h, name_);
     }
-    if (h.tag == makeTag("DATR") && h.type == kTypeGroup) {
+    if (h.tag == kTagDATR && h.type == kTypeGroup) {
         handled = true;
         auto datr = std::make_unique<ZelDATRChunk>();
         if (!datr->read(h, f)) {
@@ -477,7 +478,7 @@ bool ZelDOBJChunk::readChild(const ZelHeader& h, ZelFile& f, bool& handled) {
 }
 
 bool ZelDOBJChunk::writeChildren(ZelFile& f) const {
-    if (!name_.empty() && !f.writeChunk(makeTag("NAME"), name_)) {
+    if (!name_.empty() && !f.writeChunk(kTagNAME, name_)) {
         return false;
     }
     return datr_ == nullptr || datr_->write(f);
