@@ -315,11 +315,9 @@ void ZelDATRChunk::mergeStaticAttributes(const ZelDATRChunk* from) {
         if (from->isAnimated(i)) {
             continue;
         }
-        bool found = false;
-        for (int j = 0; j < known && !found; ++j) {
-            found = getAttrName(j) == name;
-        }
-        if (found) {
+        // findAttr meets the earliest attribute of that name, and those added here come last.
+        const int at = findAttr(name);
+        if (at >= 0 && at < known) {
             if (debugLevel >= 3) {
                 std::cerr << " SKIP, SATR FOUND:" << name << '\n';
             }
