@@ -19,9 +19,9 @@
 #include "ZelDefinitionChunks.h"
 #include "ZelFile.h"
 #include "ZelFileChunks.h"
-#include "ZelFormat.h"
 #include "ZelRoMemCache.h"
 #include "ZelSAMSChunk.h"
+#include "ZelFormat.h"
 
 using namespace Zel;
 
