@@ -18,11 +18,11 @@ namespace Zel {
 
 class ZelDATRChunk;
 
-// Static attribute names and type strings ("SATR": children "NAME" and "TYPE"). Exists only
-// inside a ZelDATRChunk.
-class ZEL_API ZelSATRChunk : public ZelGroupChunk {
+// The names and type strings of a set of attributes, as a "NAME" and a "TYPE" list of strings:
+// the layout that "SATR" and "AATR" share. Exists only as one of those two.
+class ZEL_API ZelAttrNamesChunk : public ZelGroupChunk {
   public:
-    ~ZelSATRChunk() override;
+    ~ZelAttrNamesChunk() override;
 
     // Empties names, types and generic children.
     void reset() override;
@@ -37,49 +37,42 @@ class ZEL_API ZelSATRChunk : public ZelGroupChunk {
     std::vector<std::string>& types() { return types_; }
 
   protected:
-    ZelSATRChunk();
+    // An empty group carrying `tag`.
+    explicit ZelAttrNamesChunk(uint32 tag);
+    // Takes "NAME" and "TYPE" string lists into the names and types.
     bool readChild(const ZelHeader& h, ZelFile& f, bool& handled) override;
     // "NAME" when there are names, then "TYPE" (sized to the names) when there are types.
     bool writeChildren(ZelFile& f) const override;
+    // A "names = " line when there are names, then a "types = " line when there are types.
     std::ostream& printChildren(std::ostream& os, int indent) const override;
 
   private:
-    friend class ZelDATRChunk;
-
     std::vector<std::string> names_;
     std::vector<std::string> types_;
 };
 
-// Animated attribute names and type strings ("AATR": children "NAME" and "TYPE"). Exists only
-// inside a ZelDATRChunk.
-class ZEL_API ZelAATRChunk : public ZelGroupChunk {
+// Static attribute names and type strings ("SATR"). Exists only inside a ZelDATRChunk.
+class ZEL_API ZelSATRChunk : public ZelAttrNamesChunk {
   public:
-    ~ZelAATRChunk() override;
-
-    // Empties names, types and generic children.
-    void reset() override;
-    // 0 without names, else the two child headers plus every name and type with its NUL.
-    int64 getLength() const override;
-    // Removes the names and types in [first, last) (clamped to the lists).
-    virtual void remove(uint64 first, uint64 last);
-
-    const std::vector<std::string>& names() const { return names_; }
-    std::vector<std::string>& names() { return names_; }
-    const std::vector<std::string>& types() const { return types_; }
-    std::vector<std::string>& types() { return types_; }
+    ~ZelSATRChunk() override;
 
   protected:
-    ZelAATRChunk();
-    bool readChild(const ZelHeader& h, ZelFile& f, bool& handled) override;
-    // "NAME" when there are names, then "TYPE" (sized to the names) when there are types.
-    bool writeChildren(ZelFile& f) const override;
-    std::ostream& printChildren(std::ostream& os, int indent) const override;
+    ZelSATRChunk();
 
   private:
     friend class ZelDATRChunk;
+};
 
-    std::vector<std::string> names_;
-    std::vector<std::string> types_;
+// Animated attribute names and type strings ("AATR"). Exists only inside a ZelDATRChunk.
+class ZEL_API ZelAATRChunk : public ZelAttrNamesChunk {
+  public:
+    ~ZelAATRChunk() override;
+
+  protected:
+    ZelAATRChunk();
+
+  private:
+    friend class ZelDATRChunk;
 };
 
 // Static attribute values ("ATRS"): one "ATTR" leaf per static attribute, as generic children.

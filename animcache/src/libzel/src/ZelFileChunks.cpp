@@ -5,27 +5,70 @@
 #include <limits>
 #include <memory>
 
+#include "ZelDump.h"
+#include "ZelFormat.h"
+
 namespace Zel {
 
 namespace {
 
 constexpr int64 kDefaultVersion = 2;
 
-void writeIndent(std::ostream& os, int indent) {
-    for (int i = 0; i < indent; ++i) {
-        os << ". ";
+// The payload length of a chunk holding one value of type V.
+template <class V>
+constexpr int64 widthOf = static_cast<int64>(sizeof(V));
+
+// The length estimate of a META counts every optional child as present: "NSAM", "SPAC", "NOBJ"
+// and "DATE" with an int64 each, "WAPP" and "SFIL" with a NUL each (their characters are added
+// apart) and, with samples, "FTIM", "LTIM" and "RATE" with a float each.
+constexpr int64 kInt64Child = kHeaderSize + widthOf<int64>;
+constexpr int64 kFloatChild = kHeaderSize + widthOf<float>;
+constexpr int64 kEmptyStringChild = kHeaderSize + 1;
+constexpr int64 kMetaEstimate = 4 * kInt64Child + 2 * kEmptyStringChild;
+constexpr int64 kMetaEstimateWithSamples = kMetaEstimate + 3 * kFloatChild;
+
+// One chunk holding the single value `v`, with the element type of V.
+template <class V>
+bool writeScalar(ZelFile& f, uint32 tag, const V& v) {
+    return f.writeChunk(ZelHeader(tag, ZelTypeCode<V>::value, widthOf<V>), &v, -1);
+}
+
+// A fixed-size child of "META" that is read straight into `value`: taken only when its header
+// carries this tag, type and length.
+struct ScalarChild {
+    uint32 tag;
+    uint8 type;
+    int64 length;
+    void* value;
+};
+
+template <class V>
+ScalarChild scalarChild(uint32 tag, V& value) {
+    return {tag, ZelTypeCode<V>::value, widthOf<V>, &value};
+}
+
+void setDefaults(ZelMETAChunk& m) {
+    m.application.clear();
+    m.sourceFile.clear();
+    m.date = 0;
+    m.numSamples = 0;
+    m.firstTime = std::numeric_limits<float>::infinity();
+    m.lastTime = -std::numeric_limits<float>::infinity();
+    m.rate = 1.0f;
+    m.space = 1;
+}
+
+// Writes `date` in the C library's asctime form, whose text ends in its own newline, so that a
+// blank line follows; a date beyond the calendar's range is written as its number of seconds.
+void writeDate(std::ostream& os, int64 date) {
+    const std::time_t t = static_cast<std::time_t>(date);
+    std::tm tm{};
+    char text[64];
+    if (localtime_r(&t, &tm) != nullptr && asctime_r(&tm, text) != nullptr) {
+        os << text << '\n';
+    } else {
+        os << date << "\n\n";
     }
-}
-
-// One fixed-size scalar child: its header must carry exactly this type and the value's width.
-template <class V>
-bool isScalar(const ZelHeader& h, uint8 type) {
-    return h.type == type && h.length == static_cast<int64>(sizeof(V));
-}
-
-template <class V>
-bool writeScalar(ZelFile& f, const char (&tag)[5], uint8 type, const V& v) {
-    return f.writeChunk(ZelHeader(makeTag(tag), type, static_cast<int64>(sizeof(V))), &v, -1);
 }
 
 }  // namespace
@@ -36,7 +79,7 @@ bool writeScalar(ZelFile& f, const char (&tag)[5], uint8 type, const V& v) {
 ZelDZELChunk::ZelDZELChunk() : ZelDZELChunk(kDefaultVersion) {}
 
 ZelDZELChunk::ZelDZELChunk(int64 v)
-    : ZelChunk(ZelHeader(makeTag("DZEL"), kTypeInt64, 8, 0, 0)), version(v) {}
+    : ZelChunk(ZelHeader(kTagDZEL, kTypeInt64, widthOf<int64>)), version(v) {}
 
 ZelDZELChunk::~ZelDZELChunk() = default;
 
@@ -45,7 +88,7 @@ void ZelDZELChunk::reset() {
 }
 
 bool ZelDZELChunk::read(const ZelHeader& h, ZelFile& f) {
-    if (h.tag != makeTag("DZEL") || h.type != kTypeInt64 || h.length != 8) {
+    if (h.tag != kTagDZEL || h.type != kTypeInt64 || h.length != widthOf<int64>) {
         return false;
     }
     header_ = h;
@@ -53,7 +96,7 @@ bool ZelDZELChunk::read(const ZelHeader& h, ZelFile& f) {
 }
 
 bool ZelDZELChunk::write(ZelFile& f) const {
-    return writeScalar(f, "DZEL", kTypeInt64, version);
+    return writeScalar(f, kTagDZEL, version);
 }
 
 std::ostream& ZelDZELChunk::print(std::ostream& os, int indent) const {
@@ -64,35 +107,22 @@ std::ostream& ZelDZELChunk::print(std::ostream& os, int indent) const {
 // ---------------------------------------------------------------------------------------------
 // ZelMETAChunk
 
-ZelMETAChunk::ZelMETAChunk() : ZelGroupChunk(makeTag("META")) {
-    date = 0;
-    numSamples = 0;
-    firstTime = std::numeric_limits<float>::infinity();
-    lastTime = -std::numeric_limits<float>::infinity();
-    rate = 1.0f;
-    space = 1;
+ZelMETAChunk::ZelMETAChunk() : ZelGroupChunk(kTagMETA) {
+    setDefaults(*this);
 }
 
 ZelMETAChunk::~ZelMETAChunk() = default;
 
 void ZelMETAChunk::reset() {
-    application.clear();
-    sourceFile.clear();
-    date = 0;
-    numSamples = 0;
-    firstTime = std::numeric_limits<float>::infinity();
-    lastTime = -std::numeric_limits<float>::infinity();
-    rate = 1.0f;
-    space = 1;
+    setDefaults(*this);
     removeAllChildren();
 }
 
 int64 ZelMETAChunk::getLength() const {
-    // Counts every optional child as present, so it may exceed the size actually written.
-    int64 n = numSamples == 0 ? 130 : 190;
+    int64 n = numSamples == 0 ? kMetaEstimate : kMetaEstimateWithSamples;
     n += static_cast<int64>(sourceFile.size() + application.size());
     for (const auto& d : dobjs_) {
-        n += 16 + d->getLength();
+        n += kHeaderSize + d->getLength();
     }
     return n;
 }
@@ -122,94 +152,59 @@ void ZelMETAChunk::removeAllDOBJs() {
 }
 
 bool ZelMETAChunk::readChild(const ZelHeader& h, ZelFile& f, bool& handled) {
+    // The object count is the number of definitions actually met, so the stored one is dropped.
+    int64 storedObjectCount = 0;
+    const ScalarChild scalars[] = {scalarChild(kTagNSAM, numSamples),
+                                   scalarChild(kTagFTIM, firstTime),
+                                   scalarChild(kTagLTIM, lastTime),
+                                   scalarChild(kTagRATE, rate),
+                                   scalarChild(kTagSPAC, space),
+                                   scalarChild(kTagDATE, date),
+                                   scalarChild(kTagNOBJ, storedObjectCount)};
     handled = true;
-    switch (h.tag) {
-        case makeTag("SFIL"):
-            if (h.type == kTypeCstr) {
-                return f.readData(h, sourceFile);
-            }
-            break;
-        case makeTag("WAPP"):
-            if (h.type == kTypeCstr) {
-                return f.readData(h, application);
-            }
-            break;
-        case makeTag("NSAM"):
-            if (isScalar<int64>(h, kTypeInt64)) {
-                return f.readData(h, &numSamples);
-            }
-            break;
-        case makeTag("FTIM"):
-            if (isScalar<float>(h, kTypeFloat)) {
-                return f.readData(h, &firstTime);
-            }
-            break;
-        case makeTag("LTIM"):
-            if (isScalar<float>(h, kTypeFloat)) {
-                return f.readData(h, &lastTime);
-            }
-            break;
-        case makeTag("RATE"):
-            if (isScalar<float>(h, kTypeFloat)) {
-                return f.readData(h, &rate);
-            }
-            break;
-        case makeTag("SPAC"):
-            if (isScalar<int64>(h, kTypeInt64)) {
-                return f.readData(h, &space);
-            }
-            break;
-        case makeTag("DATE"):
-            if (isScalar<int64>(h, kTypeInt64)) {
-                return f.readData(h, &date);
-            }
-            break;
-        case makeTag("NOBJ"):
-            // The object count is the number of definitions actually met.
-            if (isScalar<int64>(h, kTypeInt64)) {
-                int64 ignored = 0;
-                return f.readData(h, &ignored);
-            }
-            break;
-        case makeTag("DOBJ"):
-            if (h.type == kTypeGroup) {
-                auto d = std::make_unique<ZelDOBJChunk>();
-                if (!d->read(h, f)) {
-                    return false;
-                }
-                dobjs_.push_back(std::move(d));
-                return true;
-            }
-            break;
-        default:
-            break;
+    for (const ScalarChild& c : scalars) {
+        if (h.tag == c.tag && h.type == c.type && h.length == c.length) {
+            return f.readData(h, c.value);
+        }
     }
+    if (h.type == kTypeCstr && (h.tag == kTagSFIL || h.tag == kTagWAPP)) {
+        return f.readData(h, h.tag == kTagSFIL ? sourceFile : application);
+    }
+    if (h.type == kTypeGroup && h.tag == kTagDOBJ) {
+        auto d = std::make_unique<ZelDOBJChunk>();
+        if (!d->read(h, f)) {
+            return false;
+        }
+        dobjs_.push_back(std::move(d));
+        return true;
+    }
+    // A known tag with another type or length is left to the group as a generic child.
     handled = false;
     return false;
 }
 
 bool ZelMETAChunk::writeChildren(ZelFile& f) const {
-    if (!application.empty() && !f.writeChunk(makeTag("WAPP"), application)) {
+    if (!application.empty() && !f.writeChunk(kTagWAPP, application)) {
         return false;
     }
-    if (!sourceFile.empty() && !f.writeChunk(makeTag("SFIL"), sourceFile)) {
+    if (!sourceFile.empty() && !f.writeChunk(kTagSFIL, sourceFile)) {
         return false;
     }
-    if (date != 0 && !writeScalar(f, "DATE", kTypeInt64, date)) {
+    if (date != 0 && !writeScalar(f, kTagDATE, date)) {
         return false;
     }
-    if (!writeScalar(f, "NSAM", kTypeInt64, numSamples)) {
+    if (!writeScalar(f, kTagNSAM, numSamples)) {
         return false;
     }
-    if (numSamples > 0 && (!writeScalar(f, "FTIM", kTypeFloat, firstTime) ||
-                           !writeScalar(f, "LTIM", kTypeFloat, lastTime) ||
-                           !writeScalar(f, "RATE", kTypeFloat, rate))) {
+    if (numSamples > 0 &&
+        (!writeScalar(f, kTagFTIM, firstTime) || !writeScalar(f, kTagLTIM, lastTime) ||
+         !writeScalar(f, kTagRATE, rate))) {
         return false;
     }
-    if (!writeScalar(f, "SPAC", kTypeInt64, space)) {
+    if (!writeScalar(f, kTagSPAC, space)) {
         return false;
     }
-    if (!writeScalar(f, "NOBJ", kTypeInt64, getNumObjects())) {
+    if (!writeScalar(f, kTagNOBJ, getNumObjects())) {
         return false;
     }
     for (const auto& d : dobjs_) {
@@ -222,53 +217,33 @@ bool ZelMETAChunk::writeChildren(ZelFile& f) const {
 
 std::ostream& ZelMETAChunk::printChildren(std::ostream& os, int indent) const {
     if (!application.empty()) {
-        writeIndent(os, indent);
-        os << "application = " << application << '\n';
+        writeIndent(os, indent) << "application = " << application << '\n';
     }
     if (!sourceFile.empty()) {
-        writeIndent(os, indent);
-        os << "sourceFile = " << sourceFile << '\n';
+        writeIndent(os, indent) << "sourceFile = " << sourceFile << '\n';
     }
     if (date != 0) {
-        writeIndent(os, indent);
-        os << "date stamp = ";
-        // asctime's text ends in its own newline, which leaves a blank line after this one.
-        const std::time_t t = static_cast<std::time_t>(date);
-        std::tm tm{};
-        char text[64];
-        if (localtime_r(&t, &tm) != nullptr && asctime_r(&tm, text) != nullptr) {
-            os << text << '\n';
-        } else {
-            // A date beyond the calendar's range is shown as its raw number of seconds.
-            os << date << "\n\n";
-        }
+        writeIndent(os, indent) << "date stamp = ";
+        writeDate(os, date);
     }
-    writeIndent(os, indent);
-    os << "numObjects = " << getNumObjects() << '\n';
-    writeIndent(os, indent);
-    os << "numSamples = " << numSamples << '\n';
-    writeIndent(os, indent);
-    os << "firstTime = frame " << firstTime << '\n';
-    writeIndent(os, indent);
-    os << "lastTime = " << lastTime << '\n';
-    writeIndent(os, indent);
-    os << "rate = ";
+    writeIndent(os, indent) << "numObjects = " << getNumObjects() << '\n';
+    writeIndent(os, indent) << "numSamples = " << numSamples << '\n';
+    writeIndent(os, indent) << "firstTime = frame " << firstTime << '\n';
+    writeIndent(os, indent) << "lastTime = " << lastTime << '\n';
+    writeIndent(os, indent) << "rate = ";
     if (rate == 0.0f) {
-        os << "nonuniform";
+        os << "nonuniform\n";
     } else {
-        os << rate << " samples per frame";
+        os << rate << " samples per frame\n";
     }
-    os << '\n';
-    writeIndent(os, indent);
-    os << "space = ";
+    writeIndent(os, indent) << "space = ";
     if (space == 0) {
-        os << "world";
+        os << "world\n";
     } else if (space == 1) {
-        os << "object";
+        os << "object\n";
     } else {
-        os << space;
+        os << space << '\n';
     }
-    os << '\n';
     for (const auto& d : dobjs_) {
         d->print(os, indent);
     }

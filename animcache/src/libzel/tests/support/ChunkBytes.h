@@ -64,6 +64,12 @@ Bytes written(const TempDir& dir, Fn fn) {
     return readFileBytes(path);
 }
 
+// The bytes of `chunks` written one after another to a fresh file in `dir`.
+template <class... C>
+Bytes writtenAll(const TempDir& dir, const C&... chunks) {
+    return written(dir, [&](Zel::ZelFile& f) { EXPECT_TRUE((chunks.write(f) && ...)); });
+}
+
 // A file in `dir` holding `bytes`, opened for reading with its first header already read.
 struct Reader {
     Reader(const TempDir& dir, const Bytes& bytes) {
