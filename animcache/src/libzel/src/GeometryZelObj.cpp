@@ -1,6 +1,7 @@
 #include "GeometryZelObj.h"
 
 #include "ZelDefinitionChunks.h"
+#include "ZelFormat.h"
 #include "ZelInterpolation.h"
 #include "ZelRoMemCache.h"
 #include "ZelTrace.h"
@@ -88,7 +89,7 @@ bool GeometryZelObj::getPositionData(int sampleIndex, const std::vector<double>*
                                      AnimationState& state, int& dimension) const {
     state = kStatic;
     const ZelChunk* chunk = nullptr;
-    const AnimationState origin = findChunk(sampleIndex, makeTag("POSI"), chunk);
+    const AnimationState origin = findChunk(sampleIndex, kTagPOSI, chunk);
     if (!getZelLeafData(chunk, data)) {
         return false;
     }
@@ -101,7 +102,7 @@ bool GeometryZelObj::getPositionData(int sampleIndex, const std::vector<float>*&
                                      AnimationState& state, int& dimension) const {
     state = kStatic;
     const ZelChunk* chunk = nullptr;
-    const AnimationState origin = findChunk(sampleIndex, makeTag("POSI"), chunk);
+    const AnimationState origin = findChunk(sampleIndex, kTagPOSI, chunk);
     if (!getZelLeafData(chunk, data)) {
         return false;
     }
@@ -112,12 +113,12 @@ bool GeometryZelObj::getPositionData(int sampleIndex, const std::vector<float>*&
 
 bool GeometryZelObj::getPosition(int sampleIndex, std::vector<double>& positions,
                                  AnimationState& state, int& dimension) const {
-    return copyReals(sampleIndex, makeTag("POSI"), positions, state, &dimension);
+    return copyReals(sampleIndex, kTagPOSI, positions, state, &dimension);
 }
 
 bool GeometryZelObj::getPosition(int sampleIndex, std::vector<float>& positions,
                                  AnimationState& state, int& dimension) const {
-    return copyReals(sampleIndex, makeTag("POSI"), positions, state, &dimension);
+    return copyReals(sampleIndex, kTagPOSI, positions, state, &dimension);
 }
 
 bool GeometryZelObj::getPositionAtTime(float time, ZelInterpolationHints& hints,

@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "ZelDefinitionChunks.h"
+#include "ZelFormat.h"
 #include "ZelInterpolation.h"
 #include "ZelMatrix.h"
 #include "ZelTrace.h"
@@ -40,7 +41,7 @@ TransformZelObj::~TransformZelObj() = default;
 template <class T>
 bool TransformZelObj::fetchMatrix(int sampleIndex, T* matrix, AnimationState& state) const {
     const ZelChunk* chunk = nullptr;
-    state = findChunk(sampleIndex, makeTag("MTRX"), chunk);
+    state = findChunk(sampleIndex, kTagMTRX, chunk);
     const std::vector<double>* doubles = nullptr;
     const std::vector<float>* floats = nullptr;
     if (getZelLeafData(chunk, doubles)) {
@@ -96,7 +97,7 @@ bool TransformZelObj::getTransformAtTime(float time, ZelInterpolationHints& hint
 bool TransformZelObj::inheritsTransform() const {
     const std::vector<int>* data = nullptr;
     AnimationState origin = kStatic;
-    if (!getLeafData(getFirstSampleIndex(), makeTag("INHT"), data, origin) || data->empty()) {
+    if (!getLeafData(getFirstSampleIndex(), kTagINHT, data, origin) || data->empty()) {
         return true;
     }
     return data->front() != 0;
@@ -168,7 +169,7 @@ bool TransformZelObj::gatherChannels(const std::vector<int>& samples, int order,
     // A separately stored rotate order wins over the "rotateOrder" channel.
     const std::vector<int>* mtro = nullptr;
     AnimationState origin = kStatic;
-    if (getLeafData(samples[0], makeTag("MTRO"), mtro, origin) && !mtro->empty()) {
+    if (getLeafData(samples[0], kTagMTRO, mtro, origin) && !mtro->empty()) {
         setRotateOrderOverride(channels, mtro->front());
     }
     const T* composed = composeTransform(channels);

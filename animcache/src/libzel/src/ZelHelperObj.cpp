@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "ZelDefinitionChunks.h"
+#include "ZelFormat.h"
 #include "ZelHeader.h"
 #include "ZelInterpolation.h"
 #include "ZelRoMemCache.h"
@@ -171,7 +172,7 @@ ZelHelperObj::AnimationState ZelHelperObj::isAttrAnimated(int attrIndex) const {
 }
 
 ZelHelperObj::AnimationState ZelHelperObj::isAnimated() const {
-    return isAnimated(makeTag("FREE"));
+    return isAnimated(kTagFREE);
 }
 
 ZelHelperObj::AnimationState ZelHelperObj::isAnimated(unsigned int tag) const {
@@ -551,7 +552,7 @@ bool ZelHelperObj::getBounds(int sampleIndex, float (&bounds)[6], AnimationState
                              bool pointOrder) const {
     state = kStatic;
     const ZelChunk* chunk = nullptr;
-    AnimationState origin = findChunk(sampleIndex, makeTag("BBOX"), chunk);
+    AnimationState origin = findChunk(sampleIndex, kTagBBOX, chunk);
     bool ok = false;
     if (chunk != nullptr) {
         if (debugLevel >= 2) {
@@ -568,7 +569,7 @@ bool ZelHelperObj::getBounds(int sampleIndex, float (&bounds)[6], AnimationState
             ok = true;
         }
     } else {
-        origin = findChunk(sampleIndex, makeTag("POSI"), chunk);
+        origin = findChunk(sampleIndex, kTagPOSI, chunk);
         const int d = getDimension(chunk);
         const std::size_t stride = d == 3 || d == 4 ? static_cast<std::size_t>(d) : 3;
         const std::vector<float>* floats = nullptr;
