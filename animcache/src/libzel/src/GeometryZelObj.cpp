@@ -1,5 +1,6 @@
 #include "GeometryZelObj.h"
 
+#include "ZelBlendRun.h"
 #include "ZelDefinitionChunks.h"
 #include "ZelFormat.h"
 #include "ZelInterpolation.h"
@@ -28,7 +29,7 @@ bool positionsAtTime(const GeometryZelObj& obj, float time, int order, bool blen
     const auto read = [&](int sample, const std::vector<float>*& data) {
         return obj.getPositionData(sample, data, state, dimension);
     };
-    if (!obj.readBlendRun(samples, order, read, arrays, held)) {
+    if (!readBlendRun(obj.getParentCache(), samples, order, read, arrays, held)) {
         return false;
     }
     const float t = blendParameter(order, time, times);

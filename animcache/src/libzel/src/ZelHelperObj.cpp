@@ -6,6 +6,7 @@
 #include <iostream>
 #include <limits>
 
+#include "ZelBlendRun.h"
 #include "ZelDefinitionChunks.h"
 #include "ZelFormat.h"
 #include "ZelHeader.h"
@@ -491,7 +492,7 @@ bool ZelHelperObj::getAttrAtTime(float time, int attrIndex, ZelInterpolationHint
     const auto read = [&](int sample, const std::vector<double>*& data) {
         return getAttrData(sample, attrIndex, data, dimension);
     };
-    if (!readBlendRun(samples, order, read, arrays, held)) {
+    if (!readBlendRun(cache_, samples, order, read, arrays, held)) {
         return false;
     }
     const float t = blendParameter(order, time, times);
@@ -610,11 +611,6 @@ bool ZelHelperObj::getBounds(int sampleIndex, std::vector<float>& bounds, Animat
     const bool ok = getBounds(sampleIndex, box, state, pointOrder);
     bounds.assign(box, box + 6);
     return ok;
-}
-
-bool ZelHelperObj::runMayBeEvicted(int runSize) const {
-    const int limit = cache_ != nullptr ? cache_->getMaxSamples() : 0;
-    return limit > 0 && limit < runSize;
 }
 
 }  // namespace Zel
