@@ -4,6 +4,7 @@
 #include "ZelDefinitionChunks.h"
 #include "ZelFormat.h"
 #include "ZelInterpolation.h"
+#include "ZelKernelTrace.h"
 #include "ZelRoMemCache.h"
 #include "ZelTrace.h"
 

@@ -3,9 +3,11 @@
 #include <cassert>
 #include <cstddef>
 
+#include "ZelChannels.h"
 #include "ZelDefinitionChunks.h"
 #include "ZelFormat.h"
 #include "ZelInterpolation.h"
+#include "ZelKernelTrace.h"
 #include "ZelMatrix.h"
 #include "ZelTrace.h"
 

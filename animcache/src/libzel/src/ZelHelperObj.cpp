@@ -11,6 +11,7 @@
 #include "ZelFormat.h"
 #include "ZelHeader.h"
 #include "ZelInterpolation.h"
+#include "ZelKernelTrace.h"
 #include "ZelRoMemCache.h"
 #include "ZelTrace.h"
 
