@@ -119,6 +119,41 @@ T TransformZelObj::channelValue(const ZelChunk* chunk) {
 }
 
 template <class T>
+bool TransformZelObj::channelAt(const ZelDATRChunk& datr, int attr, const std::vector<int>& samples,
+                                int order, T t, T& value, AnimationState& state) const {
+    const ZelChunk* first = getAttrDataChunk(samples[0], attr);
+    if (first == nullptr) {
+        return false;
+    }
+    const T a0 = channelValue<T>(first);
+    value = a0;
+    if (!datr.isAnimated(attr)) {
+        return true;
+    }
+    // A later sample without the value leaves the channel at its first-sample value.
+    const ZelChunk* second = getAttrDataChunk(samples[1], attr);
+    const ZelChunk* third =
+        second != nullptr && order == 2 ? getAttrDataChunk(samples[2], attr) : nullptr;
+    if (second != nullptr && order == 1) {
+        const T a1 = channelValue<T>(second);
+        value = blendChannelLinear(a0, a1, t);
+        state = kAnimated;
+        if (debugLevel >= 1) {
+            traceChannelLinear(datr.getAttrName(attr), value, a0, a1);
+        }
+    } else if (third != nullptr) {
+        const T a1 = channelValue<T>(second);
+        const T a2 = channelValue<T>(third);
+        value = blendChannelQuadratic(a0, a1, a2, t);
+        state = kAnimated;
+        if (debugLevel >= 1) {
+            traceChannelQuadratic(datr.getAttrName(attr), value, a0, a1, a2);
+        }
+    }
+    return true;
+}
+
+template <class T>
 bool TransformZelObj::gatherChannels(const std::vector<int>& samples, int order, T t, T* matrix,
                                      AnimationState& state) const {
     const ZelDOBJChunk* def = getObjDef();
@@ -129,40 +164,12 @@ bool TransformZelObj::gatherChannels(const std::vector<int>& samples, int order,
     bool found = false;
     for (int c = 0; c < kNumChannels; ++c) {
         for (int a = 0; a < numAttrs; ++a) {
-            const std::string& name = datr->getAttrName(a);
-            if (name != zelChannelNames[c]) {
-                continue;
+            T value = T(0);
+            if (datr->getAttrName(a) == zelChannelNames[c] &&
+                channelAt(*datr, a, samples, order, t, value, state)) {
+                found = true;
+                setChannelValue(channels, c, value);
             }
-            const ZelChunk* first = getAttrDataChunk(samples[0], a);
-            if (first == nullptr) {
-                continue;
-            }
-            found = true;
-            const T a0 = channelValue<T>(first);
-            T v = a0;
-            if (datr->isAnimated(a)) {
-                // A later sample without the value leaves the channel at its first-sample value.
-                const ZelChunk* second = getAttrDataChunk(samples[1], a);
-                const ZelChunk* third =
-                    second != nullptr && order == 2 ? getAttrDataChunk(samples[2], a) : nullptr;
-                if (second != nullptr && order == 1) {
-                    const T a1 = channelValue<T>(second);
-                    v = blendChannelLinear(a0, a1, t);
-                    state = kAnimated;
-                    if (debugLevel >= 1) {
-                        traceChannelLinear(name, v, a0, a1);
-                    }
-                } else if (third != nullptr) {
-                    const T a1 = channelValue<T>(second);
-                    const T a2 = channelValue<T>(third);
-                    v = blendChannelQuadratic(a0, a1, a2, t);
-                    state = kAnimated;
-                    if (debugLevel >= 1) {
-                        traceChannelQuadratic(name, v, a0, a1, a2);
-                    }
-                }
-            }
-            setChannelValue(channels, c, v);
         }
     }
     if (!found) {

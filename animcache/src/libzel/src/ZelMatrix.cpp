@@ -134,25 +134,28 @@ T parabola(T a, T b, T c, T t, T tt) {
     return T(0.5) * (a - T(2) * b + c) * tt + T(0.5) * (c - a) * t + b;
 }
 
-}  // namespace
-
+// block = block·Tr(x, y, z).
 template <class T>
-const T* composeTransform(ZelTransformChannels<T>& channels) {
-    const T* v = channels.values;
-    T s[16];
-    T r[16];
+void translateBlock(T* block, T x, T y, T z) {
     T m[16];
-    setIdentity(s);
-    setIdentity(r);
-    bool applied = false;
+    setTranslation(m, x, y, z);
+    multiplyMatrices(block, m, block);
+}
 
+// The scale block S of channel values `v`: scale pivot, scale, shear, back from the pivot, scale
+// pivot translation, each step skipped while its channels hold their neutral values exactly.
+// True when any step was applied.
+template <class T>
+bool composeScaleBlock(const T* v, T* s) {
+    setIdentity(s);
+    bool applied = false;
     const T* scalePivot = v + kChannelScalePivotX;
     const bool hasScalePivot = anyNonZero(scalePivot);
     if (hasScalePivot) {
-        setTranslation(m, -scalePivot[0], -scalePivot[1], -scalePivot[2]);
-        multiplyMatrices(s, m, s);
+        translateBlock(s, -scalePivot[0], -scalePivot[1], -scalePivot[2]);
         applied = true;
     }
+    T m[16];
     const T uniform = v[kChannelUniformScale];
     if (v[kChannelScaleX] != T(1) || v[kChannelScaleY] != T(1) || v[kChannelScaleZ] != T(1) ||
         uniform != T(1)) {
@@ -173,46 +176,62 @@ const T* composeTransform(ZelTransformChannels<T>& channels) {
         applied = true;
     }
     if (hasScalePivot) {
-        setTranslation(m, scalePivot[0], scalePivot[1], scalePivot[2]);
-        multiplyMatrices(s, m, s);
+        translateBlock(s, scalePivot[0], scalePivot[1], scalePivot[2]);
     }
     const T* scalePivotTranslate = v + kChannelScalePivotTranslateX;
     if (anyNonZero(scalePivotTranslate)) {
-        setTranslation(m, scalePivotTranslate[0], scalePivotTranslate[1], scalePivotTranslate[2]);
-        multiplyMatrices(s, m, s);
+        translateBlock(s, scalePivotTranslate[0], scalePivotTranslate[1], scalePivotTranslate[2]);
         applied = true;
     }
+    return applied;
+}
 
+// The rotation block R of channel values `v`: rotate pivot, rotate axis, rotation, back from the
+// pivot, rotate pivot translation, skipped as the scale block's steps are. True when any step
+// was applied.
+template <class T>
+bool composeRotationBlock(const T* v, int rotateOrder, T* r) {
+    setIdentity(r);
+    bool applied = false;
     const T* rotatePivot = v + kChannelRotatePivotX;
     const bool hasRotatePivot = anyNonZero(rotatePivot);
     if (hasRotatePivot) {
-        setTranslation(m, -rotatePivot[0], -rotatePivot[1], -rotatePivot[2]);
-        multiplyMatrices(r, m, r);
+        translateBlock(r, -rotatePivot[0], -rotatePivot[1], -rotatePivot[2]);
         applied = true;
     }
     // The rotate order governs the rotate axis as well as the rotation itself.
     if (anyNonZero(v + kChannelRotateAxisX)) {
-        applyRotation(r, v + kChannelRotateAxisX, channels.rotateOrder);
+        applyRotation(r, v + kChannelRotateAxisX, rotateOrder);
         applied = true;
     }
     if (anyNonZero(v + kChannelRotateX)) {
-        applyRotation(r, v + kChannelRotateX, channels.rotateOrder);
+        applyRotation(r, v + kChannelRotateX, rotateOrder);
         applied = true;
     }
     if (hasRotatePivot) {
-        setTranslation(m, rotatePivot[0], rotatePivot[1], rotatePivot[2]);
-        multiplyMatrices(r, m, r);
+        translateBlock(r, rotatePivot[0], rotatePivot[1], rotatePivot[2]);
     }
     const T* rotatePivotTranslate = v + kChannelRotatePivotTranslateX;
     if (anyNonZero(rotatePivotTranslate)) {
-        setTranslation(m, rotatePivotTranslate[0], rotatePivotTranslate[1],
+        translateBlock(r, rotatePivotTranslate[0], rotatePivotTranslate[1],
                        rotatePivotTranslate[2]);
-        multiplyMatrices(r, m, r);
         applied = true;
     }
+    return applied;
+}
 
+}  // namespace
+
+template <class T>
+const T* composeTransform(ZelTransformChannels<T>& channels) {
+    const T* v = channels.values;
+    T s[16];
+    T r[16];
+    // Two calls, not one `||`: the product needs both blocks whatever either applied.
+    const bool scaled = composeScaleBlock(v, s);
+    const bool rotated = composeRotationBlock(v, channels.rotateOrder, r);
     const T* translate = v + kChannelTranslateX;
-    if (!applied && !anyNonZero(translate)) {
+    if (!scaled && !rotated && !anyNonZero(translate)) {
         setIdentity(channels.matrix);
         return channels.matrix;
     }
@@ -221,6 +240,7 @@ const T* composeTransform(ZelTransformChannels<T>& channels) {
     const T* blocks[6][3] = {{s, r, t}, {s, t, r}, {r, s, t}, {r, t, s}, {t, s, r}, {t, r, s}};
     const int order =
         (channels.transformOrder >= 0 && channels.transformOrder < 6) ? channels.transformOrder : 0;
+    T m[16];
     multiplyMatrices(blocks[order][0], blocks[order][1], m);
     multiplyMatrices(m, blocks[order][2], channels.matrix);
     return channels.matrix;
