@@ -1,8 +1,8 @@
 #include "GeometryZelObj.h"
 
-#include "ZelBlendRun.h"
 #include "ZelDefinitionChunks.h"
 #include "ZelFormat.h"
+#include "ZelHelperObjInternal.h"
 #include "ZelInterpolation.h"
 #include "ZelKernelTrace.h"
 #include "ZelRoMemCache.h"
@@ -53,11 +53,6 @@ GeometryZelObj::GeometryZelObj(const GeometryZelObj& other) = default;
 GeometryZelObj& GeometryZelObj::operator=(const GeometryZelObj& other) = default;
 
 GeometryZelObj::~GeometryZelObj() = default;
-
-int GeometryZelObj::pointDimension(const ZelChunk* chunk) {
-    const int d = getDimension(chunk);
-    return d == 3 || d == 4 ? d : 3;
-}
 
 template <class T>
 bool GeometryZelObj::copyRealsAs(int sampleIndex, unsigned int tag, std::vector<T>& values,

@@ -6,10 +6,10 @@
 #include <iostream>
 #include <limits>
 
-#include "ZelBlendRun.h"
 #include "ZelDefinitionChunks.h"
 #include "ZelFormat.h"
 #include "ZelHeader.h"
+#include "ZelHelperObjInternal.h"
 #include "ZelInterpolation.h"
 #include "ZelKernelTrace.h"
 #include "ZelRoMemCache.h"
@@ -572,8 +572,7 @@ bool ZelHelperObj::getBounds(int sampleIndex, float (&bounds)[6], AnimationState
         }
     } else {
         origin = findChunk(sampleIndex, kTagPOSI, chunk);
-        const int d = getDimension(chunk);
-        const std::size_t stride = d == 3 || d == 4 ? static_cast<std::size_t>(d) : 3;
+        const auto stride = static_cast<std::size_t>(pointDimension(chunk));
         const std::vector<float>* floats = nullptr;
         const std::vector<double>* doubles = nullptr;
         float box[6];

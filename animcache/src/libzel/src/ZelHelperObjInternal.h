@@ -1,12 +1,21 @@
-// Reading the run of samples that a helper object's time query blends. Internal to the library.
-#ifndef ZEL_BLEND_RUN_H
-#define ZEL_BLEND_RUN_H
+// What the helper-object sources share and callers never see: the component count of point
+// data, and the reading of the run of samples that a time query blends. Internal to the library.
+#ifndef ZEL_HELPER_OBJ_INTERNAL_H
+#define ZEL_HELPER_OBJ_INTERNAL_H
 
 #include <vector>
 
+#include "ZelHelperObj.h"
 #include "ZelRoMemCache.h"
 
 namespace Zel {
+
+// The component count of a point chunk (positions, normals, velocities): 3 or 4 as its
+// dimension code says, 3 for any other code and for a null chunk.
+inline int pointDimension(const ZelChunk* chunk) {
+    const int d = ZelHelperObj::getDimension(chunk);
+    return d == 3 || d == 4 ? d : 3;
+}
 
 // True when the cache's sample limit is smaller than `runSize` samples, so that reading a run of
 // that many samples can evict one read earlier in it. False without a cache.
