@@ -52,10 +52,9 @@ class ZEL_API GeometryZelObj : public ZelHelperObj {
     // Adds the category "geometry".
     GeometryZelObj(ZelRoMemCache* cache, int objectIndex);
 
-    // The component count of a point chunk: 3 or 4 as stored, 3 for anything else.
-    static int pointDimension(const ZelChunk* chunk);
     // Copies the chunk tagged `tag` at the sample with conversion; sets `*dimension` (when given)
-    // by pointDimension before the type check and `state` from the origin on success.
+    // to the point component count (3 or 4, else 3) before the type check and `state` from the
+    // origin on success.
     bool copyReals(int sampleIndex, unsigned int tag, std::vector<float>& values,
                    AnimationState& state, int* dimension) const;
     bool copyReals(int sampleIndex, unsigned int tag, std::vector<double>& values,

@@ -10,6 +10,8 @@
 
 namespace Zel {
 
+class ZelDATRChunk;
+
 // A transform: categories "helperObj" and "transform". Its matrix is either composed from
 // channel attributes named as in zelChannelNames ("translateX", "rotateY", ...; angles in
 // degrees) or stored whole in the chunk "MTRX".
@@ -73,6 +75,12 @@ class ZEL_API TransformZelObj : public ZelHelperObj {
     template <class T>
     bool interpolateTransform(const std::vector<int>& samples, int order, T t,
                               std::vector<T>& matrix, AnimationState& state) const;
+    // The value of channel attribute `attr` across the run (order 1 or 2): its first sample's
+    // value, blended when it is animated and the later samples hold it (`state` then kAnimated).
+    // False when the first sample has none.
+    template <class T>
+    bool channelAt(const ZelDATRChunk& datr, int attr, const std::vector<int>& samples, int order,
+                   T t, T& value, AnimationState& state) const;
     // Blends (order 1 or 2) and composes the channel attributes into `matrix`; false when the
     // object has none.
     template <class T>

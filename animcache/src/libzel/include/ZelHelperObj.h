@@ -59,28 +59,8 @@ class ZEL_API ZelHelperObj {
     // nothing, so callers may free whatever the factory gave them without testing it.
     void destroy();
 
+    // The cache the object reads from (not owned).
     const ZelRoMemCache* getParentCache() const { return cache_; }
-    // Reads the `order` + 1 arrays of a blend run, array i from samples[i] through
-    // `read(sample, array)`; false when a read fails or a later array is shorter than the first.
-    // Under a sample limit smaller than the run a later read can evict an earlier sample and free
-    // its array, so each array is then copied into `held` as soon as it is read.
-    template <class T, class Read>
-    bool readBlendRun(const std::vector<int>& samples, int order, Read read,
-                      const std::vector<T>* (&arrays)[4], std::vector<T> (&held)[4]) const {
-        const bool copy = runMayBeEvicted(order + 1);
-        for (int i = 0; i <= order; ++i) {
-            if (!read(samples[i], arrays[i]) || arrays[i]->size() < arrays[0]->size()) {
-                return false;
-            }
-            if (copy) {
-                held[i] = *arrays[i];
-                arrays[i] = &held[i];
-            }
-        }
-        return true;
-    }
-    // True when the cache's sample limit is smaller than `runSize` samples.
-    bool runMayBeEvicted(int runSize) const;
     // The object's index in its cache.
     int getObjectIndex() const { return objectIndex_; }
     // The category names of the object's class chain, in lexicographic order.

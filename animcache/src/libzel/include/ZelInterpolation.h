@@ -46,12 +46,6 @@ template <class Real, class Out, class Weight = Real>
 ZEL_API bool blendSamples(int order, float t, const std::vector<Real>* const* samples,
                           std::vector<Out>& out);
 
-// Writes the trace of one blend of `order` 1, 2 or 3 to std::cerr: " linear t= ",
-// " quadratic t= " or " cubic t= ", t and a line end, then every element of `out` preceded by
-// " ", then a line end. Nothing is written for any other order.
-template <class Out>
-ZEL_API void traceBlend(int order, float t, const std::vector<Out>& out);
-
 }  // namespace Zel
 
 #endif

@@ -6,8 +6,6 @@
 #ifndef ZEL_MATRIX_H
 #define ZEL_MATRIX_H
 
-#include <string>
-
 #include "ZelTypes.h"
 
 namespace Zel {
@@ -75,30 +73,6 @@ struct ZelTransformChannels {
     }
 };
 
-// Stores one gathered value of `channel` (0..29) in `channels`: rotateX/Y/Z and rotateAxisX/Z
-// are taken as degrees and stored in radians (rotateAxisY is stored as given); rotateOrder and
-// transformOrder are truncated and stored only when that gives 0..5, otherwise ignored.
-template <class T>
-ZEL_API void setChannelValue(ZelTransformChannels<T>& channels, int channel, T value);
-
-// Replaces the rotate order with `rotateOrder` when it is below 6 (a separately stored override).
-template <class T>
-ZEL_API void setRotateOrderOverride(ZelTransformChannels<T>& channels, int rotateOrder);
-
-// The blends of one channel value across two or three samples:
-// linear (1 - t)·a0 + t·a1; quadratic t·(0.5·(a0 - 2·a1 + a2))·t + t·(0.5·(a2 - a0)) + a1.
-template <class T>
-ZEL_API T blendChannelLinear(T a0, T a1, T t);
-template <class T>
-ZEL_API T blendChannelQuadratic(T a0, T a1, T a2, T t);
-
-// Trace lines of one blended channel on std::cerr: name, " ", v, ",  ", a0, " : ", a1 (linear)
-// or name, " ", v, ", ", a0, " : ", a1, " : ", a2 (quadratic), then a line end.
-template <class T>
-ZEL_API void traceChannelLinear(const std::string& name, T v, T a0, T a1);
-template <class T>
-ZEL_API void traceChannelQuadratic(const std::string& name, T v, T a0, T a1, T a2);
-
 // Composes channels.matrix from the channels (scale block S, rotation block R, translation T,
 // multiplied in the transform order) and returns it. Steps whose channels hold their neutral
 // value exactly are skipped; with nothing to apply the result is the identity.
@@ -159,15 +133,6 @@ ZEL_API void blendMatricesLinear(const T* m1, const T* m2, T t, ZelMatrixBlend<T
 template <class T>
 ZEL_API void blendMatricesQuadratic(const T* m1, const T* m2, const T* m3, T t,
                                     ZelMatrixBlend<T>& blend);
-
-// Trace of a matrix blend on std::cerr: the kind of blend, the quaternions q1, q2 (q3), qi with
-// components separated by ", ", then the blocks (linear only) and the input and result matrices,
-// each labelled and followed by its 16 values each preceded by " ".
-template <class T>
-ZEL_API void traceMatrixBlendLinear(const T* m1, const T* m2, const ZelMatrixBlend<T>& blend);
-template <class T>
-ZEL_API void traceMatrixBlendQuadratic(const T* m1, const T* m2, const T* m3,
-                                       const ZelMatrixBlend<T>& blend);
 
 }  // namespace Zel
 

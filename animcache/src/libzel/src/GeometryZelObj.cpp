@@ -1,7 +1,10 @@
 #include "GeometryZelObj.h"
 
 #include "ZelDefinitionChunks.h"
+#include "ZelFormat.h"
+#include "ZelHelperObjInternal.h"
 #include "ZelInterpolation.h"
+#include "ZelKernelTrace.h"
 #include "ZelRoMemCache.h"
 #include "ZelTrace.h"
 
@@ -27,7 +30,7 @@ bool positionsAtTime(const GeometryZelObj& obj, float time, int order, bool blen
     const auto read = [&](int sample, const std::vector<float>*& data) {
         return obj.getPositionData(sample, data, state, dimension);
     };
-    if (!obj.readBlendRun(samples, order, read, arrays, held)) {
+    if (!readBlendRun(obj.getParentCache(), samples, order, read, arrays, held)) {
         return false;
     }
     const float t = blendParameter(order, time, times);
@@ -50,11 +53,6 @@ GeometryZelObj::GeometryZelObj(const GeometryZelObj& other) = default;
 GeometryZelObj& GeometryZelObj::operator=(const GeometryZelObj& other) = default;
 
 GeometryZelObj::~GeometryZelObj() = default;
-
-int GeometryZelObj::pointDimension(const ZelChunk* chunk) {
-    const int d = getDimension(chunk);
-    return d == 3 || d == 4 ? d : 3;
-}
 
 template <class T>
 bool GeometryZelObj::copyRealsAs(int sampleIndex, unsigned int tag, std::vector<T>& values,
@@ -88,7 +86,7 @@ bool GeometryZelObj::getPositionData(int sampleIndex, const std::vector<double>*
                                      AnimationState& state, int& dimension) const {
     state = kStatic;
     const ZelChunk* chunk = nullptr;
-    const AnimationState origin = findChunk(sampleIndex, makeTag("POSI"), chunk);
+    const AnimationState origin = findChunk(sampleIndex, kTagPOSI, chunk);
     if (!getZelLeafData(chunk, data)) {
         return false;
     }
@@ -101,7 +99,7 @@ bool GeometryZelObj::getPositionData(int sampleIndex, const std::vector<float>*&
                                      AnimationState& state, int& dimension) const {
     state = kStatic;
     const ZelChunk* chunk = nullptr;
-    const AnimationState origin = findChunk(sampleIndex, makeTag("POSI"), chunk);
+    const AnimationState origin = findChunk(sampleIndex, kTagPOSI, chunk);
     if (!getZelLeafData(chunk, data)) {
         return false;
     }
@@ -112,12 +110,12 @@ bool GeometryZelObj::getPositionData(int sampleIndex, const std::vector<float>*&
 
 bool GeometryZelObj::getPosition(int sampleIndex, std::vector<double>& positions,
                                  AnimationState& state, int& dimension) const {
-    return copyReals(sampleIndex, makeTag("POSI"), positions, state, &dimension);
+    return copyReals(sampleIndex, kTagPOSI, positions, state, &dimension);
 }
 
 bool GeometryZelObj::getPosition(int sampleIndex, std::vector<float>& positions,
                                  AnimationState& state, int& dimension) const {
-    return copyReals(sampleIndex, makeTag("POSI"), positions, state, &dimension);
+    return copyReals(sampleIndex, kTagPOSI, positions, state, &dimension);
 }
 
 bool GeometryZelObj::getPositionAtTime(float time, ZelInterpolationHints& hints,

@@ -1,6 +1,7 @@
 #include "MeshZelObj.h"
 
 #include "ZelDefinitionChunks.h"
+#include "ZelFormat.h"
 
 namespace Zel {
 
@@ -16,22 +17,22 @@ MeshZelObj::~MeshZelObj() = default;
 
 bool MeshZelObj::getPcnts(int sampleIndex, const std::vector<int>*& data,
                           AnimationState& state) const {
-    return getLeafData(sampleIndex, makeTag("PCNT"), data, state);
+    return getLeafData(sampleIndex, kTagPCNT, data, state);
 }
 
 bool MeshZelObj::getPids(int sampleIndex, const std::vector<int>*& data,
                          AnimationState& state) const {
-    return getLeafData(sampleIndex, makeTag("PIDS"), data, state);
+    return getLeafData(sampleIndex, kTagPIDS, data, state);
 }
 
 bool MeshZelObj::getNcnts(int sampleIndex, const std::vector<int>*& data,
                           AnimationState& state) const {
-    return getLeafData(sampleIndex, makeTag("NCNT"), data, state);
+    return getLeafData(sampleIndex, kTagNCNT, data, state);
 }
 
 bool MeshZelObj::getNids(int sampleIndex, const std::vector<int>*& data,
                          AnimationState& state) const {
-    return getLeafData(sampleIndex, makeTag("NIDS"), data, state);
+    return getLeafData(sampleIndex, kTagNIDS, data, state);
 }
 
 bool MeshZelObj::copyInts(int sampleIndex, unsigned int tag, std::vector<int>& values,
@@ -49,82 +50,82 @@ bool MeshZelObj::copyInts(int sampleIndex, unsigned int tag, std::vector<int>& v
 
 bool MeshZelObj::getFaceVertexCnts(int sampleIndex, std::vector<int>& values,
                                    AnimationState& state) const {
-    return copyInts(sampleIndex, makeTag("PCNT"), values, state);
+    return copyInts(sampleIndex, kTagPCNT, values, state);
 }
 
 bool MeshZelObj::getFaceVertexIds(int sampleIndex, std::vector<int>& values,
                                   AnimationState& state) const {
-    return copyInts(sampleIndex, makeTag("PIDS"), values, state);
+    return copyInts(sampleIndex, kTagPIDS, values, state);
 }
 
 bool MeshZelObj::getFaceNormalVertexCnts(int sampleIndex, std::vector<int>& values,
                                          AnimationState& state) const {
-    return copyInts(sampleIndex, makeTag("NCNT"), values, state);
+    return copyInts(sampleIndex, kTagNCNT, values, state);
 }
 
 bool MeshZelObj::getFaceNormalVertexIds(int sampleIndex, std::vector<int>& values,
                                         AnimationState& state) const {
-    return copyInts(sampleIndex, makeTag("NIDS"), values, state);
+    return copyInts(sampleIndex, kTagNIDS, values, state);
 }
 
 bool MeshZelObj::getNormalData(int sampleIndex, const std::vector<float>*& data,
                                AnimationState& state) const {
-    return getLeafData(sampleIndex, makeTag("VPNO"), data, state);
+    return getLeafData(sampleIndex, kTagVPNO, data, state);
 }
 
 bool MeshZelObj::getNormalData(int sampleIndex, const std::vector<double>*& data,
                                AnimationState& state) const {
-    return getLeafData(sampleIndex, makeTag("VPNO"), data, state);
+    return getLeafData(sampleIndex, kTagVPNO, data, state);
 }
 
 bool MeshZelObj::getNormals(int sampleIndex, std::vector<float>& values,
                             AnimationState& state) const {
-    return copyReals(sampleIndex, makeTag("VPNO"), values, state, nullptr);
+    return copyReals(sampleIndex, kTagVPNO, values, state, nullptr);
 }
 
 bool MeshZelObj::getNormals(int sampleIndex, std::vector<double>& values,
                             AnimationState& state) const {
-    return copyReals(sampleIndex, makeTag("VPNO"), values, state, nullptr);
+    return copyReals(sampleIndex, kTagVPNO, values, state, nullptr);
 }
 
 bool MeshZelObj::getFaceNormalData(int sampleIndex, const std::vector<float>*& data,
                                    AnimationState& state) const {
-    return getLeafData(sampleIndex, makeTag("PONO"), data, state);
+    return getLeafData(sampleIndex, kTagPONO, data, state);
 }
 
 bool MeshZelObj::getFaceNormalData(int sampleIndex, const std::vector<double>*& data,
                                    AnimationState& state) const {
-    return getLeafData(sampleIndex, makeTag("PONO"), data, state);
+    return getLeafData(sampleIndex, kTagPONO, data, state);
 }
 
 bool MeshZelObj::getFaceNormals(int sampleIndex, std::vector<float>& values,
                                 AnimationState& state) const {
-    return copyReals(sampleIndex, makeTag("PONO"), values, state, nullptr);
+    return copyReals(sampleIndex, kTagPONO, values, state, nullptr);
 }
 
 bool MeshZelObj::getFaceNormals(int sampleIndex, std::vector<double>& values,
                                 AnimationState& state) const {
-    return copyReals(sampleIndex, makeTag("PONO"), values, state, nullptr);
+    return copyReals(sampleIndex, kTagPONO, values, state, nullptr);
 }
 
 bool MeshZelObj::getVelocityData(int sampleIndex, const std::vector<float>*& data,
                                  AnimationState& state) const {
-    return getLeafData(sampleIndex, makeTag("VELO"), data, state);
+    return getLeafData(sampleIndex, kTagVELO, data, state);
 }
 
 bool MeshZelObj::getVelocityData(int sampleIndex, const std::vector<double>*& data,
                                  AnimationState& state) const {
-    return getLeafData(sampleIndex, makeTag("VELO"), data, state);
+    return getLeafData(sampleIndex, kTagVELO, data, state);
 }
 
 bool MeshZelObj::getVelocity(int sampleIndex, std::vector<float>& values,
                              AnimationState& state) const {
-    return copyReals(sampleIndex, makeTag("VELO"), values, state, nullptr);
+    return copyReals(sampleIndex, kTagVELO, values, state, nullptr);
 }
 
 bool MeshZelObj::getVelocity(int sampleIndex, std::vector<double>& values,
                              AnimationState& state) const {
-    return copyReals(sampleIndex, makeTag("VELO"), values, state, nullptr);
+    return copyReals(sampleIndex, kTagVELO, values, state, nullptr);
 }
 
 template <class T>
@@ -168,7 +169,7 @@ bool MeshZelObj::isSubd() const {
     }
     const std::vector<int>* shape = nullptr;
     AnimationState state = kStatic;
-    if (!getLeafData(sample, makeTag("MSPT"), shape, state) || shape->empty()) {
+    if (!getLeafData(sample, kTagMSPT, shape, state) || shape->empty()) {
         return true;
     }
     return shape->front() == 0;

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <iostream>
 
+#include "ZelFormat.h"
 #include "ZelInterpolation.h"
 #include "ZelTrace.h"
 
@@ -136,7 +137,7 @@ NurbsCurveZelObj::~NurbsCurveZelObj() = default;
 
 bool NurbsCurveZelObj::getDegree(int sampleIndex, int& degree, AnimationState& state) const {
     const std::vector<int>* data = nullptr;
-    if (!getLeafData(sampleIndex, makeTag("DEGR"), data, state) || data->empty()) {
+    if (!getLeafData(sampleIndex, kTagDEGR, data, state) || data->empty()) {
         state = kStatic;
         return false;
     }
@@ -146,7 +147,7 @@ bool NurbsCurveZelObj::getDegree(int sampleIndex, int& degree, AnimationState& s
 
 bool NurbsCurveZelObj::getForm(int sampleIndex, std::string& form, AnimationState& state) const {
     const std::vector<std::string>* data = nullptr;
-    if (!getLeafData(sampleIndex, makeTag("FORM"), data, state) || data->empty()) {
+    if (!getLeafData(sampleIndex, kTagFORM, data, state) || data->empty()) {
         state = kStatic;
         return false;
     }
@@ -158,7 +159,7 @@ template <class T>
 bool NurbsCurveZelObj::knotsAt(int sampleIndex, std::vector<T>& knots, AnimationState& state,
                                bool padEnds) const {
     const ZelChunk* chunk = nullptr;
-    const AnimationState origin = findChunk(sampleIndex, makeTag("KNTU"), chunk);
+    const AnimationState origin = findChunk(sampleIndex, kTagKNTU, chunk);
     const std::vector<float>* floats = nullptr;
     const std::vector<double>* doubles = nullptr;
     getZelLeafData(chunk, floats);
@@ -190,7 +191,7 @@ bool NurbsCurveZelObj::controlPointsAt(int sampleIndex, std::vector<T>& points,
         return false;
     }
     const ZelChunk* knots = nullptr;
-    findChunk(sampleIndex, makeTag("KNTU"), knots);
+    findChunk(sampleIndex, kTagKNTU, knots);
     if (knots == nullptr) {
         return false;
     }
@@ -205,7 +206,7 @@ bool NurbsCurveZelObj::controlPointsAt(int sampleIndex, std::vector<T>& points,
     }
 
     const ZelChunk* chunk = nullptr;
-    const AnimationState origin = findChunk(sampleIndex, makeTag("POSI"), chunk);
+    const AnimationState origin = findChunk(sampleIndex, kTagPOSI, chunk);
     const std::vector<float>* stored = nullptr;
     if (!getZelLeafData(chunk, stored)) {
         return false;
@@ -281,7 +282,7 @@ bool NurbsSurfaceZelObj::getDegree(int sampleIndex, int& degreeU, int& degreeV,
     degreeU = 0;
     degreeV = 0;
     const std::vector<int>* data = nullptr;
-    if (!getLeafData(sampleIndex, makeTag("DEGR"), data, state)) {
+    if (!getLeafData(sampleIndex, kTagDEGR, data, state)) {
         return false;
     }
     if (data->size() >= 2) {
@@ -294,7 +295,7 @@ bool NurbsSurfaceZelObj::getDegree(int sampleIndex, int& degreeU, int& degreeV,
 bool NurbsSurfaceZelObj::getForm(int sampleIndex, std::string& formU, std::string& formV,
                                  AnimationState& state) const {
     const std::vector<std::string>* data = nullptr;
-    if (!getLeafData(sampleIndex, makeTag("FORM"), data, state)) {
+    if (!getLeafData(sampleIndex, kTagFORM, data, state)) {
         return false;
     }
     if (data->size() >= 2) {
@@ -319,11 +320,11 @@ int NurbsSurfaceZelObj::knotCount(int sampleIndex, unsigned int tag) const {
 }
 
 int NurbsSurfaceZelObj::getNumKnotUData(int sampleIndex) const {
-    return knotCount(sampleIndex, makeTag("KNTU"));
+    return knotCount(sampleIndex, kTagKNTU);
 }
 
 int NurbsSurfaceZelObj::getNumKnotVData(int sampleIndex) const {
-    return knotCount(sampleIndex, makeTag("KNTV"));
+    return knotCount(sampleIndex, kTagKNTV);
 }
 
 template <class T>
@@ -331,8 +332,8 @@ bool NurbsSurfaceZelObj::knotsAt(int sampleIndex, std::vector<T>& knotsU, std::v
                                  AnimationState& state, bool padEnds) const {
     const ZelChunk* chunkU = nullptr;
     const ZelChunk* chunkV = nullptr;
-    const AnimationState originU = findChunk(sampleIndex, makeTag("KNTU"), chunkU);
-    const AnimationState originV = findChunk(sampleIndex, makeTag("KNTV"), chunkV);
+    const AnimationState originU = findChunk(sampleIndex, kTagKNTU, chunkU);
+    const AnimationState originV = findChunk(sampleIndex, kTagKNTV, chunkV);
     const std::vector<float>* floatsU = nullptr;
     const std::vector<double>* doublesU = nullptr;
     const std::vector<float>* floatsV = nullptr;
@@ -399,7 +400,7 @@ bool NurbsSurfaceZelObj::controlPointsAt(int sampleIndex, std::vector<T>& points
         return false;
     }
     const ZelChunk* chunk = nullptr;
-    const AnimationState origin = findChunk(sampleIndex, makeTag("POSI"), chunk);
+    const AnimationState origin = findChunk(sampleIndex, kTagPOSI, chunk);
     const std::vector<float>* stored = nullptr;
     if (!getZelLeafData(chunk, stored)) {
         return false;

@@ -3,8 +3,11 @@
 #include <cassert>
 #include <cstddef>
 
+#include "ZelChannels.h"
 #include "ZelDefinitionChunks.h"
+#include "ZelFormat.h"
 #include "ZelInterpolation.h"
+#include "ZelKernelTrace.h"
 #include "ZelMatrix.h"
 #include "ZelTrace.h"
 
@@ -40,7 +43,7 @@ TransformZelObj::~TransformZelObj() = default;
 template <class T>
 bool TransformZelObj::fetchMatrix(int sampleIndex, T* matrix, AnimationState& state) const {
     const ZelChunk* chunk = nullptr;
-    state = findChunk(sampleIndex, makeTag("MTRX"), chunk);
+    state = findChunk(sampleIndex, kTagMTRX, chunk);
     const std::vector<double>* doubles = nullptr;
     const std::vector<float>* floats = nullptr;
     if (getZelLeafData(chunk, doubles)) {
@@ -96,7 +99,7 @@ bool TransformZelObj::getTransformAtTime(float time, ZelInterpolationHints& hint
 bool TransformZelObj::inheritsTransform() const {
     const std::vector<int>* data = nullptr;
     AnimationState origin = kStatic;
-    if (!getLeafData(getFirstSampleIndex(), makeTag("INHT"), data, origin) || data->empty()) {
+    if (!getLeafData(getFirstSampleIndex(), kTagINHT, data, origin) || data->empty()) {
         return true;
     }
     return data->front() != 0;
@@ -116,6 +119,41 @@ T TransformZelObj::channelValue(const ZelChunk* chunk) {
 }
 
 template <class T>
+bool TransformZelObj::channelAt(const ZelDATRChunk& datr, int attr, const std::vector<int>& samples,
+                                int order, T t, T& value, AnimationState& state) const {
+    const ZelChunk* first = getAttrDataChunk(samples[0], attr);
+    if (first == nullptr) {
+        return false;
+    }
+    const T a0 = channelValue<T>(first);
+    value = a0;
+    if (!datr.isAnimated(attr)) {
+        return true;
+    }
+    // A later sample without the value leaves the channel at its first-sample value.
+    const ZelChunk* second = getAttrDataChunk(samples[1], attr);
+    const ZelChunk* third =
+        second != nullptr && order == 2 ? getAttrDataChunk(samples[2], attr) : nullptr;
+    if (second != nullptr && order == 1) {
+        const T a1 = channelValue<T>(second);
+        value = blendChannelLinear(a0, a1, t);
+        state = kAnimated;
+        if (debugLevel >= 1) {
+            traceChannelLinear(datr.getAttrName(attr), value, a0, a1);
+        }
+    } else if (third != nullptr) {
+        const T a1 = channelValue<T>(second);
+        const T a2 = channelValue<T>(third);
+        value = blendChannelQuadratic(a0, a1, a2, t);
+        state = kAnimated;
+        if (debugLevel >= 1) {
+            traceChannelQuadratic(datr.getAttrName(attr), value, a0, a1, a2);
+        }
+    }
+    return true;
+}
+
+template <class T>
 bool TransformZelObj::gatherChannels(const std::vector<int>& samples, int order, T t, T* matrix,
                                      AnimationState& state) const {
     const ZelDOBJChunk* def = getObjDef();
@@ -126,40 +164,12 @@ bool TransformZelObj::gatherChannels(const std::vector<int>& samples, int order,
     bool found = false;
     for (int c = 0; c < kNumChannels; ++c) {
         for (int a = 0; a < numAttrs; ++a) {
-            const std::string& name = datr->getAttrName(a);
-            if (name != zelChannelNames[c]) {
-                continue;
+            T value = T(0);
+            if (datr->getAttrName(a) == zelChannelNames[c] &&
+                channelAt(*datr, a, samples, order, t, value, state)) {
+                found = true;
+                setChannelValue(channels, c, value);
             }
-            const ZelChunk* first = getAttrDataChunk(samples[0], a);
-            if (first == nullptr) {
-                continue;
-            }
-            found = true;
-            const T a0 = channelValue<T>(first);
-            T v = a0;
-            if (datr->isAnimated(a)) {
-                // A later sample without the value leaves the channel at its first-sample value.
-                const ZelChunk* second = getAttrDataChunk(samples[1], a);
-                const ZelChunk* third =
-                    second != nullptr && order == 2 ? getAttrDataChunk(samples[2], a) : nullptr;
-                if (second != nullptr && order == 1) {
-                    const T a1 = channelValue<T>(second);
-                    v = blendChannelLinear(a0, a1, t);
-                    state = kAnimated;
-                    if (debugLevel >= 1) {
-                        traceChannelLinear(name, v, a0, a1);
-                    }
-                } else if (third != nullptr) {
-                    const T a1 = channelValue<T>(second);
-                    const T a2 = channelValue<T>(third);
-                    v = blendChannelQuadratic(a0, a1, a2, t);
-                    state = kAnimated;
-                    if (debugLevel >= 1) {
-                        traceChannelQuadratic(name, v, a0, a1, a2);
-                    }
-                }
-            }
-            setChannelValue(channels, c, v);
         }
     }
     if (!found) {
@@ -168,7 +178,7 @@ bool TransformZelObj::gatherChannels(const std::vector<int>& samples, int order,
     // A separately stored rotate order wins over the "rotateOrder" channel.
     const std::vector<int>* mtro = nullptr;
     AnimationState origin = kStatic;
-    if (getLeafData(samples[0], makeTag("MTRO"), mtro, origin) && !mtro->empty()) {
+    if (getLeafData(samples[0], kTagMTRO, mtro, origin) && !mtro->empty()) {
         setRotateOrderOverride(channels, mtro->front());
     }
     const T* composed = composeTransform(channels);

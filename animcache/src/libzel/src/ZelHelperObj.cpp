@@ -7,8 +7,11 @@
 #include <limits>
 
 #include "ZelDefinitionChunks.h"
+#include "ZelFormat.h"
 #include "ZelHeader.h"
+#include "ZelHelperObjInternal.h"
 #include "ZelInterpolation.h"
+#include "ZelKernelTrace.h"
 #include "ZelRoMemCache.h"
 #include "ZelTrace.h"
 
@@ -171,7 +174,7 @@ ZelHelperObj::AnimationState ZelHelperObj::isAttrAnimated(int attrIndex) const {
 }
 
 ZelHelperObj::AnimationState ZelHelperObj::isAnimated() const {
-    return isAnimated(makeTag("FREE"));
+    return isAnimated(kTagFREE);
 }
 
 ZelHelperObj::AnimationState ZelHelperObj::isAnimated(unsigned int tag) const {
@@ -490,7 +493,7 @@ bool ZelHelperObj::getAttrAtTime(float time, int attrIndex, ZelInterpolationHint
     const auto read = [&](int sample, const std::vector<double>*& data) {
         return getAttrData(sample, attrIndex, data, dimension);
     };
-    if (!readBlendRun(samples, order, read, arrays, held)) {
+    if (!readBlendRun(cache_, samples, order, read, arrays, held)) {
         return false;
     }
     const float t = blendParameter(order, time, times);
@@ -551,7 +554,7 @@ bool ZelHelperObj::getBounds(int sampleIndex, float (&bounds)[6], AnimationState
                              bool pointOrder) const {
     state = kStatic;
     const ZelChunk* chunk = nullptr;
-    AnimationState origin = findChunk(sampleIndex, makeTag("BBOX"), chunk);
+    AnimationState origin = findChunk(sampleIndex, kTagBBOX, chunk);
     bool ok = false;
     if (chunk != nullptr) {
         if (debugLevel >= 2) {
@@ -568,9 +571,8 @@ bool ZelHelperObj::getBounds(int sampleIndex, float (&bounds)[6], AnimationState
             ok = true;
         }
     } else {
-        origin = findChunk(sampleIndex, makeTag("POSI"), chunk);
-        const int d = getDimension(chunk);
-        const std::size_t stride = d == 3 || d == 4 ? static_cast<std::size_t>(d) : 3;
+        origin = findChunk(sampleIndex, kTagPOSI, chunk);
+        const auto stride = static_cast<std::size_t>(pointDimension(chunk));
         const std::vector<float>* floats = nullptr;
         const std::vector<double>* doubles = nullptr;
         float box[6];
@@ -609,11 +611,6 @@ bool ZelHelperObj::getBounds(int sampleIndex, std::vector<float>& bounds, Animat
     const bool ok = getBounds(sampleIndex, box, state, pointOrder);
     bounds.assign(box, box + 6);
     return ok;
-}
-
-bool ZelHelperObj::runMayBeEvicted(int runSize) const {
-    const int limit = cache_ != nullptr ? cache_->getMaxSamples() : 0;
-    return limit > 0 && limit < runSize;
 }
 
 }  // namespace Zel

@@ -5,6 +5,7 @@
 #include "MeshZelObj.h"
 #include "NurbsZelObj.h"
 #include "TransformZelObj.h"
+#include "ZelFormat.h"
 #include "ZelRoMemCache.h"
 
 namespace Zel {
@@ -16,28 +17,26 @@ ZelHelperObjFactory::~ZelHelperObjFactory() = default;
 ZelHelperObj* ZelHelperObjFactory::zelObjBuilder(int objectIndex) const {
     // The order is fixed: the first tag the object has decides, so a transform that also carries
     // a mesh is built as a transform.
-    auto has = [&](const char(&tag)[5]) {
-        return cache_ != nullptr && cache_->objectHas(objectIndex, makeTag(tag));
-    };
-    if (has("XFRM")) {
+    auto has = [&](uint32 tag) { return cache_ != nullptr && cache_->objectHas(objectIndex, tag); };
+    if (has(kTagXFRM)) {
         return new TransformZelObj(cache_, objectIndex);
     }
-    if (has("MESH")) {
+    if (has(kTagMESH)) {
         return new MeshZelObj(cache_, objectIndex);
     }
-    if (has("NRBS")) {
+    if (has(kTagNRBS)) {
         return new NurbsSurfaceZelObj(cache_, objectIndex);
     }
-    if (has("NRBC")) {
+    if (has(kTagNRBC)) {
         return new NurbsCurveZelObj(cache_, objectIndex);
     }
-    if (has("ELOC")) {
+    if (has(kTagELOC)) {
         return new LocatorZelObj(cache_, objectIndex);
     }
-    if (has("LXCS")) {
+    if (has(kTagLXCS)) {
         return new LxCoordSystemZelObj(cache_, objectIndex);
     }
-    if (has("POSI")) {
+    if (has(kTagPOSI)) {
         return new GeometryZelObj(cache_, objectIndex);
     }
     return new ZelHelperObj(cache_, objectIndex);

@@ -2,13 +2,8 @@
 
 #include <cassert>
 #include <cstddef>
-#include <iostream>
 
 namespace Zel {
-
-namespace {
-const char* const blendLabels[] = {" linear t= ", " quadratic t= ", " cubic t= "};
-}  // namespace
 
 float blendParameter(int order, float time, const std::vector<float>& times) {
     assert(order >= 1 && order <= 3 && times.size() > static_cast<std::size_t>(order));
@@ -93,18 +88,6 @@ bool blendSamples(int order, float t, const std::vector<Real>* const* samples,
     }
 }
 
-template <class Out>
-void traceBlend(int order, float t, const std::vector<Out>& out) {
-    if (order < 1 || order > 3) {
-        return;
-    }
-    std::cerr << blendLabels[order - 1] << t << std::endl;
-    for (const Out& v : out) {
-        std::cerr << " " << v;
-    }
-    std::cerr << std::endl;
-}
-
 // Attribute values: double arrays, double arithmetic.
 template ZEL_API void blendLinear<double, double>(float, const std::vector<double>&,
                                                   const std::vector<double>&, std::vector<double>&);
@@ -159,8 +142,5 @@ template ZEL_API void blendCubic<double, double, float>(float, const std::vector
 template ZEL_API bool blendSamples<double, double, float>(int, float,
                                                           const std::vector<double>* const*,
                                                           std::vector<double>&);
-
-template ZEL_API void traceBlend<float>(int, float, const std::vector<float>&);
-template ZEL_API void traceBlend<double>(int, float, const std::vector<double>&);
 
 }  // namespace Zel

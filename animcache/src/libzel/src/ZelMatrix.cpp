@@ -1,9 +1,9 @@
 #include "ZelMatrix.h"
 
-#include <cassert>
 #include <cmath>
 #include <cstring>
-#include <iostream>
+
+#include "ZelChannels.h"
 
 namespace Zel {
 
@@ -48,12 +48,6 @@ template <class T>
 struct Identity {
     static constexpr T m[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
 };
-
-// Degrees to radians, written as the two precisions have always stored it.
-template <class T>
-constexpr T kDegreesToRadians = T(0.017453292519943295);
-template <>
-constexpr float kDegreesToRadians<float> = 0.017453292f;
 
 template <class T>
 void setIdentity(T* m) {
@@ -134,105 +128,34 @@ void rotateTowards(const T* q1, const T* q2, T d, T angle, T* out) {
     }
 }
 
-template <class T>
-T lerp(T a, T b, T t) {
-    return (T(1) - t) * a + t * b;
-}
-
 // The parabola through a at t = -1, b at t = 0 and c at t = 1; tt is t·t.
 template <class T>
 T parabola(T a, T b, T c, T t, T tt) {
     return T(0.5) * (a - T(2) * b + c) * tt + T(0.5) * (c - a) * t + b;
 }
 
+// block = block·Tr(x, y, z).
 template <class T>
-void traceQuaternion(const char* label, const T* q) {
-    std::cerr << label << q[0] << ", " << q[1] << ", " << q[2] << ", " << q[3] << std::endl;
-}
-
-template <class T>
-void traceMatrix(const char* label, const T* m) {
-    std::cerr << label;
-    for (int i = 0; i < 16; ++i) {
-        std::cerr << " " << m[i];
-    }
-    std::cerr << std::endl;
-}
-
-}  // namespace
-
-template <class T>
-void setChannelValue(ZelTransformChannels<T>& channels, int channel, T value) {
-    assert(channel >= 0 && channel < kNumChannels);
-    if (channel == kChannelRotateOrder || channel == kChannelTransformOrder) {
-        // Tested before truncating: only (-1, 6) truncates to 0..5, and converting a NaN or a
-        // huge value to int would be undefined.
-        if (value > T(-1) && value < T(6)) {
-            const int order = static_cast<int>(value);
-            (channel == kChannelRotateOrder ? channels.rotateOrder : channels.transformOrder) =
-                order;
-        }
-        return;
-    }
-    // rotateAxisY is not among the angles converted here; it is stored as given.
-    switch (channel) {
-        case kChannelRotateX:
-        case kChannelRotateY:
-        case kChannelRotateZ:
-        case kChannelRotateAxisX:
-        case kChannelRotateAxisZ:
-            value *= kDegreesToRadians<T>;
-            break;
-        default:
-            break;
-    }
-    channels.values[channel] = value;
-}
-
-template <class T>
-void setRotateOrderOverride(ZelTransformChannels<T>& channels, int rotateOrder) {
-    if (rotateOrder < 6) {
-        channels.rotateOrder = rotateOrder;
-    }
-}
-
-template <class T>
-T blendChannelLinear(T a0, T a1, T t) {
-    return (T(1) - t) * a0 + t * a1;
-}
-
-template <class T>
-T blendChannelQuadratic(T a0, T a1, T a2, T t) {
-    return t * (T(0.5) * (a0 - T(2) * a1 + a2)) * t + t * (T(0.5) * (a2 - a0)) + a1;
-}
-
-template <class T>
-void traceChannelLinear(const std::string& name, T v, T a0, T a1) {
-    std::cerr << name << " " << v << ",  " << a0 << " : " << a1 << std::endl;
-}
-
-template <class T>
-void traceChannelQuadratic(const std::string& name, T v, T a0, T a1, T a2) {
-    std::cerr << name << " " << v << ", " << a0 << " : " << a1 << " : " << a2 << std::endl;
-}
-
-template <class T>
-const T* composeTransform(ZelTransformChannels<T>& channels) {
-    const T* v = channels.values;
-    T s[16];
-    T r[16];
+void translateBlock(T* block, T x, T y, T z) {
     T m[16];
-    setIdentity(s);
-    setIdentity(r);
-    bool applied = false;
+    setTranslation(m, x, y, z);
+    multiplyMatrices(block, m, block);
+}
 
+// The scale block S of channel values `v`: scale pivot, scale, shear, back from the pivot, scale
+// pivot translation, each step skipped while its channels hold their neutral values exactly.
+// True when any step was applied.
+template <class T>
+bool composeScaleBlock(const T* v, T* s) {
+    setIdentity(s);
+    bool applied = false;
     const T* scalePivot = v + kChannelScalePivotX;
     const bool hasScalePivot = anyNonZero(scalePivot);
     if (hasScalePivot) {
-        setTranslation(m, -scalePivot[0], -scalePivot[1], -scalePivot[2]);
-        multiplyMatrices(s, m, s);
+        translateBlock(s, -scalePivot[0], -scalePivot[1], -scalePivot[2]);
         applied = true;
     }
+    T m[16];
     const T uniform = v[kChannelUniformScale];
     if (v[kChannelScaleX] != T(1) || v[kChannelScaleY] != T(1) || v[kChannelScaleZ] != T(1) ||
         uniform != T(1)) {
@@ -253,46 +176,62 @@ const T* composeTransform(ZelTransformChannels<T>& channels) {
         applied = true;
     }
     if (hasScalePivot) {
-        setTranslation(m, scalePivot[0], scalePivot[1], scalePivot[2]);
-        multiplyMatrices(s, m, s);
+        translateBlock(s, scalePivot[0], scalePivot[1], scalePivot[2]);
     }
     const T* scalePivotTranslate = v + kChannelScalePivotTranslateX;
     if (anyNonZero(scalePivotTranslate)) {
-        setTranslation(m, scalePivotTranslate[0], scalePivotTranslate[1], scalePivotTranslate[2]);
-        multiplyMatrices(s, m, s);
+        translateBlock(s, scalePivotTranslate[0], scalePivotTranslate[1], scalePivotTranslate[2]);
         applied = true;
     }
+    return applied;
+}
 
+// The rotation block R of channel values `v`: rotate pivot, rotate axis, rotation, back from the
+// pivot, rotate pivot translation, skipped as the scale block's steps are. True when any step
+// was applied.
+template <class T>
+bool composeRotationBlock(const T* v, int rotateOrder, T* r) {
+    setIdentity(r);
+    bool applied = false;
     const T* rotatePivot = v + kChannelRotatePivotX;
     const bool hasRotatePivot = anyNonZero(rotatePivot);
     if (hasRotatePivot) {
-        setTranslation(m, -rotatePivot[0], -rotatePivot[1], -rotatePivot[2]);
-        multiplyMatrices(r, m, r);
+        translateBlock(r, -rotatePivot[0], -rotatePivot[1], -rotatePivot[2]);
         applied = true;
     }
     // The rotate order governs the rotate axis as well as the rotation itself.
     if (anyNonZero(v + kChannelRotateAxisX)) {
-        applyRotation(r, v + kChannelRotateAxisX, channels.rotateOrder);
+        applyRotation(r, v + kChannelRotateAxisX, rotateOrder);
         applied = true;
     }
     if (anyNonZero(v + kChannelRotateX)) {
-        applyRotation(r, v + kChannelRotateX, channels.rotateOrder);
+        applyRotation(r, v + kChannelRotateX, rotateOrder);
         applied = true;
     }
     if (hasRotatePivot) {
-        setTranslation(m, rotatePivot[0], rotatePivot[1], rotatePivot[2]);
-        multiplyMatrices(r, m, r);
+        translateBlock(r, rotatePivot[0], rotatePivot[1], rotatePivot[2]);
     }
     const T* rotatePivotTranslate = v + kChannelRotatePivotTranslateX;
     if (anyNonZero(rotatePivotTranslate)) {
-        setTranslation(m, rotatePivotTranslate[0], rotatePivotTranslate[1],
+        translateBlock(r, rotatePivotTranslate[0], rotatePivotTranslate[1],
                        rotatePivotTranslate[2]);
-        multiplyMatrices(r, m, r);
         applied = true;
     }
+    return applied;
+}
 
+}  // namespace
+
+template <class T>
+const T* composeTransform(ZelTransformChannels<T>& channels) {
+    const T* v = channels.values;
+    T s[16];
+    T r[16];
+    // Two calls, not one `||`: the product needs both blocks whatever either applied.
+    const bool scaled = composeScaleBlock(v, s);
+    const bool rotated = composeRotationBlock(v, channels.rotateOrder, r);
     const T* translate = v + kChannelTranslateX;
-    if (!applied && !anyNonZero(translate)) {
+    if (!scaled && !rotated && !anyNonZero(translate)) {
         setIdentity(channels.matrix);
         return channels.matrix;
     }
@@ -301,6 +240,7 @@ const T* composeTransform(ZelTransformChannels<T>& channels) {
     const T* blocks[6][3] = {{s, r, t}, {s, t, r}, {r, s, t}, {r, t, s}, {t, s, r}, {t, r, s}};
     const int order =
         (channels.transformOrder >= 0 && channels.transformOrder < 6) ? channels.transformOrder : 0;
+    T m[16];
     multiplyMatrices(blocks[order][0], blocks[order][1], m);
     multiplyMatrices(m, blocks[order][2], channels.matrix);
     return channels.matrix;
@@ -396,7 +336,7 @@ template <class T>
 void nlerpQuaternions(const T* q1, const T* q2, T t, T* out) {
     T r[4];
     for (int i = 0; i < 4; ++i) {
-        r[i] = (T(1) - t) * q1[i] + t * q2[i];
+        r[i] = blendChannelLinear(q1[i], q2[i], t);
     }
     normalizeQuaternion(r);
     std::memcpy(out, r, sizeof(r));
@@ -436,8 +376,8 @@ void blendMatricesLinear(const T* m1, const T* m2, T t, ZelMatrixBlend<T>& blend
     setIdentity(blend.sMat);
     setIdentity(blend.tMat);
     for (int k = 0; k < 3; ++k) {
-        blend.sMat[5 * k] = lerp(m1[5 * k], m2[5 * k], t);
-        blend.tMat[12 + k] = lerp(m1[12 + k], m2[12 + k], t);
+        blend.sMat[5 * k] = blendChannelLinear(m1[5 * k], m2[5 * k], t);
+        blend.tMat[12 + k] = blendChannelLinear(m1[12 + k], m2[12 + k], t);
     }
     matrixToQuaternion(m1, blend.q1);
     matrixToQuaternion(m2, blend.q2);
@@ -467,55 +407,18 @@ void blendMatricesQuadratic(const T* m1, const T* m2, const T* m3, T t, ZelMatri
     multiplyMatrices(sr, blend.tMat, blend.xform);
 }
 
-template <class T>
-void traceMatrixBlendLinear(const T* m1, const T* m2, const ZelMatrixBlend<T>& blend) {
-    std::cerr << " linear matrix interpolation" << std::endl;
-    traceQuaternion(" q1: ", blend.q1);
-    traceQuaternion(" q2: ", blend.q2);
-    traceQuaternion(" qi: ", blend.qi);
-    traceMatrix(" sMat:", blend.sMat);
-    traceMatrix(" rMat:", blend.rMat);
-    traceMatrix(" tMat:", blend.tMat);
-    traceMatrix("\n xform1:", m1);
-    traceMatrix(" xform2:", m2);
-    traceMatrix("  xform:", blend.xform);
-}
-
-template <class T>
-void traceMatrixBlendQuadratic(const T* m1, const T* m2, const T* m3,
-                               const ZelMatrixBlend<T>& blend) {
-    std::cerr << " quadratic matrix interpolation" << std::endl;
-    traceQuaternion(" q1: ", blend.q1);
-    traceQuaternion(" q2: ", blend.q2);
-    traceQuaternion(" q3: ", blend.q3);
-    traceQuaternion(" qi: ", blend.qi);
-    traceMatrix("\n xform1:", m1);
-    traceMatrix(" xform2:", m2);
-    traceMatrix(" xform3:", m3);
-    traceMatrix("  xform:", blend.xform);
-}
-
-#define ZEL_MATRIX_INSTANTIATE(T)                                                                  \
-    template ZEL_API void setChannelValue<T>(ZelTransformChannels<T>&, int, T);                    \
-    template ZEL_API void setRotateOrderOverride<T>(ZelTransformChannels<T>&, int);                \
-    template ZEL_API T blendChannelLinear<T>(T, T, T);                                             \
-    template ZEL_API T blendChannelQuadratic<T>(T, T, T, T);                                       \
-    template ZEL_API void traceChannelLinear<T>(const std::string&, T, T, T);                      \
-    template ZEL_API void traceChannelQuadratic<T>(const std::string&, T, T, T, T);                \
-    template ZEL_API const T* composeTransform<T>(ZelTransformChannels<T>&);                       \
-    template ZEL_API void multiplyMatrices<T>(const T*, const T*, T*);                             \
-    template ZEL_API void matrixToQuaternion<T>(const T*, T*);                                     \
-    template ZEL_API void quaternionToMatrix<T>(const T*, T*);                                     \
-    template ZEL_API void normalizeQuaternion<T>(T*);                                              \
-    template ZEL_API void nlerpQuaternions<T>(const T*, const T*, T, T*);                          \
-    template ZEL_API void slerpQuaternions<T>(const T*, const T*, T, T*);                          \
-    template ZEL_API void quadraticSlerpQuaternions<T>(const T*, const T*, const T*, T, T*);       \
-    template ZEL_API void blendMatricesLinear<T>(const T*, const T*, T, ZelMatrixBlend<T>&);       \
-    template ZEL_API void blendMatricesQuadratic<T>(const T*, const T*, const T*, T,               \
-                                                    ZelMatrixBlend<T>&);                           \
-    template ZEL_API void traceMatrixBlendLinear<T>(const T*, const T*, const ZelMatrixBlend<T>&); \
-    template ZEL_API void traceMatrixBlendQuadratic<T>(const T*, const T*, const T*,               \
-                                                       const ZelMatrixBlend<T>&);
+#define ZEL_MATRIX_INSTANTIATE(T)                                                            \
+    template ZEL_API const T* composeTransform<T>(ZelTransformChannels<T>&);                 \
+    template ZEL_API void multiplyMatrices<T>(const T*, const T*, T*);                       \
+    template ZEL_API void matrixToQuaternion<T>(const T*, T*);                               \
+    template ZEL_API void quaternionToMatrix<T>(const T*, T*);                               \
+    template ZEL_API void normalizeQuaternion<T>(T*);                                        \
+    template ZEL_API void nlerpQuaternions<T>(const T*, const T*, T, T*);                    \
+    template ZEL_API void slerpQuaternions<T>(const T*, const T*, T, T*);                    \
+    template ZEL_API void quadraticSlerpQuaternions<T>(const T*, const T*, const T*, T, T*); \
+    template ZEL_API void blendMatricesLinear<T>(const T*, const T*, T, ZelMatrixBlend<T>&); \
+    template ZEL_API void blendMatricesQuadratic<T>(const T*, const T*, const T*, T,         \
+                                                    ZelMatrixBlend<T>&);
 
 ZEL_MATRIX_INSTANTIATE(float)
 ZEL_MATRIX_INSTANTIATE(double)

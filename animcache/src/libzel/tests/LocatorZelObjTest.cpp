@@ -4,7 +4,6 @@
 
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "support/HelperFixture.h"
 
@@ -15,7 +14,7 @@ using ZelTest::LoadedCache;
 
 namespace {
 
-enum { kBare, kSet, kZero, kLocator };
+enum { kBare, kSet, kZero };
 
 std::unique_ptr<LoadedCache> load() {
     CacheBuilder b(2, 0, 1);
@@ -31,9 +30,6 @@ std::unique_ptr<LoadedCache> load() {
     b.addStaticAttr<int>(kZero, "displayShape", {0});
     b.addStaticAttr<int>(kZero, "scoped", {0});
     b.addStaticAttr<int>(kZero, "parentRig", {1});  // not cstr: the default
-    const int loc = b.addObject("loc");
-    b.addStatic<int>(loc, "ELOC", {});
-    b.addStatic<float>(loc, "BBOX", {-1, 1, -1, 1, -1, 1});
     return std::make_unique<LoadedCache>(b);
 }
 
@@ -60,29 +56,9 @@ TEST(LxCoordSystemZelObj, SettingsFromAttributesWithDefaults) {
         EXPECT_EQ(cs->useAsClippingPlane(), e.clipping) << e.object;
         EXPECT_EQ(cs->displayShape(), e.shape) << e.object;
         EXPECT_EQ(cs->parentRig(), e.rig) << e.object;
+        // A coordinate system is no locator; a copy reads the same settings.
+        EXPECT_EQ(dynamic_cast<const LocatorZelObj*>(static_cast<const ZelHelperObj*>(cs.get())),
+                  nullptr);
+        EXPECT_EQ(LxCoordSystemZelObj(*cs).displayShape(), e.shape) << e.object;
     }
-}
-
-TEST(LocatorZelObj, LocatorsAndCoordinateSystemsAreDistinct) {
-    const auto c = load();
-    ASSERT_TRUE(c->loaded);
-    const HelperPtr<LocatorZelObj> l = c->get<LocatorZelObj>(kLocator);
-    const HelperPtr<LxCoordSystemZelObj> cs = c->get<LxCoordSystemZelObj>(kZero);
-    ASSERT_TRUE(l && cs);
-    EXPECT_TRUE(l->isA("locator"));
-    EXPECT_FALSE(l->isA("lxcoordsystem"));
-    EXPECT_TRUE(cs->isA("lxcoordsystem"));
-    EXPECT_FALSE(cs->isA("locator"));
-    EXPECT_EQ(dynamic_cast<LocatorZelObj*>(static_cast<ZelHelperObj*>(cs.get())), nullptr);
-    // A locator answers the base questions, bounds included.
-    std::vector<float> box;
-    ZelHelperObj::AnimationState state = ZelHelperObj::kAnimated;
-    ASSERT_TRUE(l->getBounds(0, box, state, true));
-    EXPECT_EQ(box, (std::vector<float>{-1, -1, -1, 1, 1, 1}));
-    EXPECT_EQ(l->getLeafName(), "loc");
-    // Copies read the same object.
-    LxCoordSystemZelObj copy(*cs);
-    copy = *cs;
-    EXPECT_FALSE(copy.scoped());
-    EXPECT_EQ(LocatorZelObj(*l).categories(), l->categories());
 }

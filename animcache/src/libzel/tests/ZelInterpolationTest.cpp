@@ -67,12 +67,4 @@ TEST(BlendSamples, DispatchesOnOrderAndRejectsOthers) {
     const F* none[] = {&empty, &b};
     ASSERT_TRUE(blendSamples(1, 0.5f, none, out));
     EXPECT_TRUE(out.empty());
-
-    testing::internal::CaptureStderr();
-    traceBlend(1, 0.5f, D{1.5, -2});
-    traceBlend(2, 0.25f, F{3});
-    traceBlend(3, -1.0f, F{});
-    traceBlend(4, 0.5f, F{1});
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              " linear t= 0.5\n 1.5 -2\n quadratic t= 0.25\n 3\n cubic t= -1\n\n");
 }
