@@ -4,9 +4,9 @@
 #include <iostream>
 #include <new>
 
+#include "ZelChunksInternal.h"
 #include "ZelDump.h"
 #include "ZelFormat.h"
-#include "ZelLeafValues.h"
 #include "ZelTrace.h"
 
 namespace Zel {
@@ -59,6 +59,14 @@ ZelChunk* copyLeaf(const ZelChunk* c, uint32 tag) {
 }
 
 }  // namespace
+
+void checkAttrIndex(int i, int numAttrs) {
+    if (i < 0 || i >= numAttrs) {
+        std::cout << "animcache/src/libzel/src/ZelChunks.cpp:" << std::to_string(__LINE__)
+                  << " DATR attribute index out of bounds" << std::endl;
+        throw false;
+    }
+}
 
 int64 byteSize(const std::vector<std::string>& values) {
     int64 n = 0;

@@ -4,9 +4,9 @@
 #include <iostream>
 #include <memory>
 
+#include "ZelChunksInternal.h"
 #include "ZelDump.h"
 #include "ZelFormat.h"
-#include "ZelLeafValues.h"
 #include "ZelTrace.h"
 
 namespace Zel {
@@ -14,15 +14,6 @@ namespace Zel {
 namespace {
 
 const std::string kNoString;
-
-// The one check behind every index-taking operation of the attribute definitions.
-void checkAttrIndex(int i, int numAttrs) {
-    if (i < 0 || i >= numAttrs) {
-        std::cout << "animcache/src/libzel/src/ZelDefinitionChunks.cpp:" << std::to_string(__LINE__)
-                  << " DATR attribute index out of bounds" << std::endl;
-        throw false;
-    }
-}
 
 // Appends one attribute's name and type string. A list of types read from a file may be shorter
 // or longer than its names; it is brought to the names' length first (as it would be written), so

@@ -74,11 +74,11 @@ TEST(ZelDATRChunk, NumbersAnimatedAttributesFirstAndChecksEveryIndex) {
     std::smatch m;
     ASSERT_TRUE(
         std::regex_match(lines[0], m,
-                         std::regex("animcache/src/libzel/src/ZelDefinitionChunks\\.cpp:([0-9]+) "
+                         std::regex("animcache/src/libzel/src/ZelChunks\\.cpp:([0-9]+) "
                                     "DATR attribute index out of bounds\n")));
     // The number is the line of the reporting statement in the library source.
     const std::string test = __FILE__;
-    std::ifstream in(test.substr(0, test.rfind("/tests/")) + "/src/ZelDefinitionChunks.cpp");
+    std::ifstream in(test.substr(0, test.rfind("/tests/")) + "/src/ZelChunks.cpp");
     std::string line;
     for (int n = std::stoi(m[1]); n > 0 && std::getline(in, line); --n) {
     }
