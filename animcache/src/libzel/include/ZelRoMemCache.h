@@ -21,9 +21,6 @@ namespace Zel {
 // only getAttrData writes messages (standard error).
 class ZEL_API ZelRoMemCache : public ZelCache {
   public:
-    // The groups of one sample, indexed by object; a null entry is an object not loaded.
-    using ObjectGroups = std::vector<std::unique_ptr<ZelGroupChunk>>;
-
     // An empty cache without a limit.
     ZelRoMemCache();
     // Loads `filename` with the file-backed cache's own load (no sample is read); `*ok` (when
@@ -94,6 +91,8 @@ class ZEL_API ZelRoMemCache : public ZelCache {
     // growing the per-sample array as needed. Both indices must not be negative.
     std::unique_ptr<ZelGroupChunk>& sampleSlot(int sample, int object);
 
+    // The groups of one sample, indexed by object; a null entry is an object not loaded.
+    using ObjectGroups = std::vector<std::unique_ptr<ZelGroupChunk>>;
     // Indexed by sample: that sample's groups, null when none of its objects is loaded. An index
     // past the end also means not loaded. The cache owns every group.
     std::vector<std::unique_ptr<ObjectGroups>> samples_;
