@@ -166,10 +166,10 @@ void defineScene(ZelRwMemCache& cache) {
     }
     ZelMETAChunk& meta = cache.getMETAChunk();
     ZelDOBJChunk* ripple = meta.getDOBJ(kRipple);
-    ripple->addChild(group(kTagMESH,
-                           {leaf(kTagPCNT, std::vector<int>((kGrid - 1) * (kGrid - 1), 4)),
-                            leaf(kTagPIDS, rippleFaces()),
-                            leaf(kTagMSPT, std::vector<int>{1})}));  // 1: polygons
+    ripple->addChild(group(
+        kTagMESH,
+        {leaf(kTagPCNT, std::vector<int>((kGrid - 1) * (kGrid - 1), 4)),
+         leaf(kTagPIDS, rippleFaces()), leaf(kTagMSPT, std::vector<int>{1})}));  // 1: polygons
     addStaticAttr(ripple, "rmanP__Pref", "point", rippleAt(0, kRestPose), 3);
 
     // Attributes are numbered animated first; the static ones are added after them.
@@ -181,15 +181,14 @@ void defineScene(ZelRwMemCache& cache) {
 
     // Periodic cubic: 8 distinct points, 11 control points, 13 knots.
     const std::vector<float> knots{-2, -1, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
-    meta.getDOBJ(kHoop)->addChild(
-        group(kTagNRBC, {leaf(kTagDEGR, std::vector<int>{3}),
-                                leaf(kTagFORM, std::vector<std::string>{"kPeriodic"}),
-                                leaf(kTagKNTU, knots)}));
-    meta.getDOBJ(kFlag)->addChild(group(
-        kTagNRBS, {leaf(kTagDEGR, std::vector<int>{3, 3}),
-                          leaf(kTagFORM, std::vector<std::string>{"kOpen", "kOpen"}),
-                          leaf(kTagKNTU, std::vector<float>{0, 0, 0, 1, 2, 2, 2}),
-                          leaf(kTagKNTV, std::vector<float>{0, 0, 0, 1, 2, 3, 3, 3})}));
+    meta.getDOBJ(kHoop)->addChild(group(
+        kTagNRBC, {leaf(kTagDEGR, std::vector<int>{3}),
+                   leaf(kTagFORM, std::vector<std::string>{"kPeriodic"}), leaf(kTagKNTU, knots)}));
+    meta.getDOBJ(kFlag)->addChild(
+        group(kTagNRBS, {leaf(kTagDEGR, std::vector<int>{3, 3}),
+                         leaf(kTagFORM, std::vector<std::string>{"kOpen", "kOpen"}),
+                         leaf(kTagKNTU, std::vector<float>{0, 0, 0, 1, 2, 2, 2}),
+                         leaf(kTagKNTV, std::vector<float>{0, 0, 0, 1, 2, 3, 3, 3})}));
 
     // A float box holds (min x, max x, min y, max y, min z, max z); a double box holds the
     // minimum point, then the maximum point.
@@ -215,16 +214,14 @@ void recordFrame(ZelRwMemCache& cache, int frame) {
     // The pivot keeps its matrix too ("transform", "4x4"): at a stored frame, and for order 0,
     // the transform answers with it; its channels are blended only between frames.
     ZelGroupChunk* pivot = cache.allocSample(t, kPivot);
-    pivot->addChild(
-        group(kTagATRS, {leaf(kTagATTR, std::vector<float>{pivotY(t)}, 0, 1),
-                                leaf(kTagATTR, std::vector<float>{pivotRotateZ(t)}, 0, 1)}));
+    pivot->addChild(group(kTagATRS, {leaf(kTagATTR, std::vector<float>{pivotY(t)}, 0, 1),
+                                     leaf(kTagATTR, std::vector<float>{pivotRotateZ(t)}, 0, 1)}));
     const std::vector<double> m = pivotMatrix(pivotY(t), pivotRotateZ(t));
     pivot->addChild(leaf(kTagMTRX, std::vector<float>(m.begin(), m.end()), 4, 16));
     cache.allocSample(t, kHoop)->addChild(leaf(kTagPOSI, hoopPoints(t), 1, 3));
     cache.allocSample(t, kFlag)->addChild(leaf(kTagPOSI, flagPoints(t), 1, 3));
     cache.allocSample(t, kTarget)
-        ->addChild(group(kTagATRS,
-                         {leaf(kTagATTR, std::vector<double>{targetWeight(t)}, 0, 1)}));
+        ->addChild(group(kTagATRS, {leaf(kTagATTR, std::vector<double>{targetWeight(t)}, 0, 1)}));
 }
 
 // Saves frames 1-24, then reopens the file, adds the later frames and saves again, telling how

@@ -344,7 +344,8 @@ bool ZelFile::endGroup() {
     const int64 start = levels_.back();
     const int64 length = end - start;
     // The length field sits inside the header that ends where the payload starts.
-    if (!seekTo(start - kHeaderSize + kHeaderLengthOffset, SEEK_SET) || !writeBytes(&length, sizeof(length))) {
+    if (!seekTo(start - kHeaderSize + kHeaderLengthOffset, SEEK_SET) ||
+        !writeBytes(&length, sizeof(length))) {
         return false;
     }
     levels_.pop_back();

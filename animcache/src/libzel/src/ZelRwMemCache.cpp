@@ -523,9 +523,10 @@ bool ZelRwMemCache::planSection(int64 pos, const ZelHeader& h, AppendPlan& plan)
     }
     // The table grows into its reserve: a reserve said to reach past the section's first sample
     // would have appending overwrite that sample.
-    const int64 reserveStart = plan.tables.jumpReserveStart >= 0 ? plan.tables.jumpReserveStart
-                                                                  : plan.tables.jumpsEnd;
-    const int64 firstSample = plan.jumps.size() > firstEntry ? plan.jumps[firstEntry] : plan.samsEnd;
+    const int64 reserveStart =
+        plan.tables.jumpReserveStart >= 0 ? plan.tables.jumpReserveStart : plan.tables.jumpsEnd;
+    const int64 firstSample =
+        plan.jumps.size() > firstEntry ? plan.jumps[firstEntry] : plan.samsEnd;
     if (firstSample < reserveStart || plan.tables.jumpReserveLength > firstSample - reserveStart) {
         return false;
     }

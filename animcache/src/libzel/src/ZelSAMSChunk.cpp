@@ -257,7 +257,8 @@ bool ZelSAMSChunk::appendStart(ZelFile& f, int64 numNew) {
     jsamOffset_ = offset;
     nextSample_ = static_cast<int64>(sampleOffsets_.size());
     sampleOffsets_.resize(sampleOffsets_.size() + static_cast<size_t>(numNew));
-    if (!rewriteTable(f, kTagJSAM, sampleOffsets_, jsamOffset_, reserve - numNew * kJumpEntrySize)) {
+    if (!rewriteTable(f, kTagJSAM, sampleOffsets_, jsamOffset_,
+                      reserve - numNew * kJumpEntrySize)) {
         return false;
     }
     return f.seek(0, SEEK_END, false);

@@ -72,10 +72,9 @@ TEST(ZelDATRChunk, NumbersAnimatedAttributesFirstAndChecksEveryIndex) {
     EXPECT_EQ(lines, std::vector<std::string>(calls.size(), lines[0]));
     EXPECT_EQ(d.getNumAttrs(), 4);
     std::smatch m;
-    ASSERT_TRUE(
-        std::regex_match(lines[0], m,
-                         std::regex("animcache/src/libzel/src/ZelChunks\\.cpp:([0-9]+) "
-                                    "DATR attribute index out of bounds\n")));
+    ASSERT_TRUE(std::regex_match(lines[0], m,
+                                 std::regex("animcache/src/libzel/src/ZelChunks\\.cpp:([0-9]+) "
+                                            "DATR attribute index out of bounds\n")));
     // The number is the line of the reporting statement in the library source.
     const std::string test = __FILE__;
     std::ifstream in(test.substr(0, test.rfind("/tests/")) + "/src/ZelChunks.cpp");

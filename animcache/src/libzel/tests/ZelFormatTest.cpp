@@ -109,11 +109,10 @@ TEST(ZelFormat, SectionTablesNameTheTableThatCannotBeRead) {
         int64 length;
         SectionTablesError error;
     };
-    for (const Row& row : {Row{"TIMS", 6, SectionTablesError::kTimes},
-                           Row{"TIMS", 400, SectionTablesError::kTimes},
-                           Row{"JSAM", 12, SectionTablesError::kJumps},
-                           Row{"JSAM", -8, SectionTablesError::kJumps},
-                           Row{"FREE", -1, SectionTablesError::kReserve}}) {
+    for (const Row& row :
+         {Row{"TIMS", 6, SectionTablesError::kTimes}, Row{"TIMS", 400, SectionTablesError::kTimes},
+          Row{"JSAM", 12, SectionTablesError::kJumps}, Row{"JSAM", -8, SectionTablesError::kJumps},
+          Row{"FREE", -1, SectionTablesError::kReserve}}) {
         SCOPED_TRACE(std::string(row.tag) + " " + std::to_string(row.length));
         Section s;
         putHeader(s.bytes, "SAMS", kTypeGroup, 0);
