@@ -1,5 +1,6 @@
 #include "ZelDump.h"
 
+#include <ctime>
 #include <memory>
 
 #include "ZelChunks.h"
@@ -71,6 +72,17 @@ ZelDumpError writeLeafLine(ZelFile& file, std::ostream& os, const ZelHeader& h, 
 }
 
 }  // namespace
+
+std::ostream& writeDate(std::ostream& os, int64 date) {
+    const std::time_t t = static_cast<std::time_t>(date);
+    std::tm local{};
+    // asctime_r needs 26 bytes; a year beyond four digits does not fit and fails instead.
+    char text[64];
+    if (localtime_r(&t, &local) != nullptr && asctime_r(&local, text) != nullptr) {
+        return os << text;
+    }
+    return os << date << '\n';
+}
 
 ZelDumpResult dumpChunkTree(ZelFile& file, std::ostream& os, const ZelDumpOptions& options) {
     ZelDumpResult result;

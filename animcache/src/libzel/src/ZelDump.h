@@ -19,6 +19,11 @@ inline std::ostream& writeIndent(std::ostream& os, int64 depth) {
     return os;
 }
 
+// Writes the date stamp `date` (seconds since 1970) as one line: the local time in the C
+// library's asctime form (its text ends in its own newline), or, for a date beyond the
+// calendar's range, the number of seconds and a newline. Returns `os`.
+std::ostream& writeDate(std::ostream& os, int64 date);
+
 // How a chunk-tree dump lays out its lines. The defaults give the indented listing for people;
 // a comparison turns every field around to get a flat dump that two equal caches share.
 struct ZelDumpOptions {

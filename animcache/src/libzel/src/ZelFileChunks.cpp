@@ -1,7 +1,6 @@
 #include "ZelFileChunks.h"
 
 #include <cassert>
-#include <ctime>
 #include <limits>
 #include <memory>
 
@@ -56,19 +55,6 @@ void setDefaults(ZelMETAChunk& m) {
     m.lastTime = -std::numeric_limits<float>::infinity();
     m.rate = 1.0f;
     m.space = 1;
-}
-
-// Writes `date` in the C library's asctime form, whose text ends in its own newline, so that a
-// blank line follows; a date beyond the calendar's range is written as its number of seconds.
-void writeDate(std::ostream& os, int64 date) {
-    const std::time_t t = static_cast<std::time_t>(date);
-    std::tm tm{};
-    char text[64];
-    if (localtime_r(&t, &tm) != nullptr && asctime_r(&tm, text) != nullptr) {
-        os << text << '\n';
-    } else {
-        os << date << "\n\n";
-    }
 }
 
 }  // namespace
@@ -223,8 +209,8 @@ std::ostream& ZelMETAChunk::printChildren(std::ostream& os, int indent) const {
         writeIndent(os, indent) << "sourceFile = " << sourceFile << '\n';
     }
     if (date != 0) {
-        writeIndent(os, indent) << "date stamp = ";
-        writeDate(os, date);
+        // The date's line ends in its own newline, so a blank line follows.
+        writeDate(writeIndent(os, indent) << "date stamp = ", date) << '\n';
     }
     writeIndent(os, indent) << "numObjects = " << getNumObjects() << '\n';
     writeIndent(os, indent) << "numSamples = " << numSamples << '\n';

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <iomanip>
@@ -319,15 +318,7 @@ void printFileInfo(const ZelRoMemCache& cache) {
         std::cout << "source file: " << cache.getSourceFile() << std::endl;
     }
     if (cache.getDateStamp() != 0) {
-        const std::time_t stamp = static_cast<std::time_t>(cache.getDateStamp());
-        std::tm local{};
-        // asctime_r needs 26 bytes; a year beyond four digits does not fit and fails instead.
-        char text[64];
-        if (localtime_r(&stamp, &local) != nullptr && asctime_r(&local, text) != nullptr) {
-            std::cout << "date stamp: " << text << std::flush;
-        } else {
-            std::cout << "date stamp: " << cache.getDateStamp() << std::endl;
-        }
+        writeDate(std::cout << "date stamp: ", cache.getDateStamp()) << std::flush;
     }
     std::cout << "number of time samples: " << cache.getNumSamples() << std::endl;
     if (cache.getNumSamples() != 0) {
