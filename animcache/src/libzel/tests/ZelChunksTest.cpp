@@ -49,7 +49,7 @@ TEST(ZelLeafChunk, EveryElementTypeWritesItsBytesAndRoundTrips) {
             ASSERT_TRUE(r.f.readHeader(r.h) && x->read(r.h, r.f));
         }
     }
-    EXPECT_EQ(r.pos(), static_cast<int64>(bytes.size()));
+    EXPECT_EQ(r.f.tell(), static_cast<int64>(bytes.size()));
     EXPECT_EQ(writtenAll(dir, *back[0], *back[1], *back[2], *back[3], *back[4], *back[5]), bytes);
 }
 
@@ -65,7 +65,7 @@ TEST(ZelLeafChunk, RefusesBadPayloadsAndPrintsWithTypePrecision) {
     // 10 bytes are no whole number of floats: header taken, payload left unread.
     EXPECT_FALSE(leaf.read(r.h, r.f));
     EXPECT_EQ(printed(leaf, 2), ". . FLTS float (10) : 7 ");
-    EXPECT_EQ(r.pos(), 16);
+    EXPECT_EQ(r.f.tell(), 16);
     // A length far beyond the file, a negative one and a payload cut short all fail before
     // anything is allocated.
     for (int64 length : {int64(1) << 60, int64(-8), int64(16)}) {
@@ -108,7 +108,7 @@ TEST(ZelChunkFactory, CreatesByTypeCodeAloneAndUnknownTypesSkipAndReserve) {
     {
         Reader r(dir, b);
         EXPECT_TRUE(c->read(r.h, r.f));
-        EXPECT_EQ(r.pos(), 56);        // the payload was skipped
+        EXPECT_EQ(r.f.tell(), 56);     // the payload was skipped
         EXPECT_EQ(c->getLength(), 0);  // and the node's header left as it was
     }
     c->setHeader(ZelHeader(makeTag("ODD9"), 9, 40));
@@ -168,7 +168,7 @@ TEST(ZelGroupChunk, WritesBackPatchedLengthsAndReadsTreeBack) {
     putHeader(expect, "NEST", 1, 39);
     putScalar(expect, "INTS", 3, 42);
     putHeader(expect, "STRS", 2, 3);
-    putString(expect, "ab");
+    put(expect, "ab", 3);
     putHeader(expect, "EMPT", 1, 0);
     const Bytes bytes = writtenAll(dir, root);
     ASSERT_EQ(bytes, expect);
@@ -180,7 +180,7 @@ TEST(ZelGroupChunk, WritesBackPatchedLengthsAndReadsTreeBack) {
     ZelGroupChunk back(makeTag("ROOT"));
     back.addChild(new ZelGroupChunk(makeTag("OLD_")));  // replaced by the read, not leaked
     ASSERT_TRUE(back.read(r.h, r.f));
-    EXPECT_EQ(r.pos(), 16 + 99);
+    EXPECT_EQ(r.f.tell(), 16 + 99);
     EXPECT_EQ(r.f.getLevel(), 0u);
     EXPECT_EQ(back.getHeader().length, 99);
     EXPECT_EQ(writtenAll(dir, back), bytes);
@@ -198,8 +198,6 @@ TEST(ZelGroupChunk, WritesBackPatchedLengthsAndReadsTreeBack) {
     EXPECT_EQ(back.getChild(0)->getTag() ^ back.getChild(1)->getType(), makeTag("NEST") ^ 3);
     back.removeChildren(0, 2);
     EXPECT_EQ(back.numChildren(), 0u);
-    root.reset();
-    EXPECT_EQ(root.getLength(), 0);
 }
 
 TEST(ZelGroupChunk, ReadFailuresKeepWhatWasReadAndRefuseDeepNesting) {
