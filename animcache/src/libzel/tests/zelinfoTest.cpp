@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <iomanip>
@@ -131,7 +130,8 @@ TEST(Zelinfo, SummarisesEveryKindOfObject) {
     EXPECT_EQ(r.err, "ATRS GROUP chunk missing for object at 7\n");
 }
 
-TEST(Zelinfo, StaticFileAndWideAttributeIndices) {
+// Ten thousand objects take six places, not five; a hundred and one attributes four, not three.
+TEST(Zelinfo, StaticFileAndWideIndices) {
     TempDir dir;
     ZelMETAChunk meta;
     meta.space = 7;
@@ -141,29 +141,33 @@ TEST(Zelinfo, StaticFileAndWideAttributeIndices) {
     m->addChild(leaf<float>("POSI", std::vector<float>(9, 0), 0, 3));
     ZelDOBJChunk* many = meta.addDOBJ("many");
     many->addAttr(true, "anim", "f", kTypeFloat, 0, 0);
-    std::string expected =
-        "ZEL file version 2\nnumber of time samples: 0\nstatic file\nspace: unknown (7)\n\n"
-        "number of objects: 2\nobject[0] name: m\n"
-        "  MESH: mesh topology, MSPT: subd with 3 static vertices\n"
-        "object[1] name: many\n  number of attributes: 101\n"
-        "    attribute[   0] NAME: 'anim' TYPE: 'f'\n";
     for (int a = 0; a < 100; ++a) {
         addStatic<int>(many, "a" + std::to_string(a), "int", 0, {a});
-        char line[96];
-        std::snprintf(line, sizeof(line),
-                      "    attribute[%4d] NAME: 'a%d' TYPE: 'int' ATTR: int32 %d\n", a + 1, a, a);
-        expected += line;
+    }
+    while (meta.getNumObjects() < 10000) {
+        meta.addDOBJ("o");
     }
     const std::string path = dir.file("static.zel");
     ASSERT_TRUE(writeCacheFile(path, meta, nullptr));
     const Output r = run(path);
     EXPECT_EQ(r.result, 0);
-    EXPECT_EQ(r.out, expected);
+    const std::string head =
+        "ZEL file version 2\nnumber of time samples: 0\nstatic file\nspace: unknown (7)\n\n"
+        "number of objects: 10000\nobject[     0] name: m\n"
+        "  MESH: mesh topology, MSPT: subd with 3 static vertices\n"
+        "object[     1] name: many\n  number of attributes: 101\n"
+        "    attribute[   0] NAME: 'anim' TYPE: 'f'\n"
+        "    attribute[   1] NAME: 'a0' TYPE: 'int' ATTR: int32 0\n";
+    EXPECT_EQ(r.out.substr(0, head.size()), head);
+    EXPECT_NE(r.out.find("\n    attribute[ 100] NAME: 'a99' TYPE: 'int' ATTR: int32 99\n"
+                         "object[     2] name: o\n"),
+              std::string::npos);
+    EXPECT_NE(r.out.find("\nobject[  9999] name: o\n"), std::string::npos);
     // Reads use sample -1 in a file without samples.
     EXPECT_EQ(r.err, "ATRS GROUP chunk missing for object at 1\n");
 }
 
-TEST(Zelinfo, RatesInTheDefaultFormatAndSixPlacesForManyObjects) {
+TEST(Zelinfo, RatesInTheDefaultFormatWhateverTheCallerSet) {
     TempDir dir;
     const std::string path = dir.file("c.zel");
     ZelMETAChunk meta;
@@ -186,16 +190,6 @@ TEST(Zelinfo, RatesInTheDefaultFormatAndSixPlacesForManyObjects) {
     meta.rate = 0;
     ASSERT_TRUE(writeCacheFile(path, meta, nullptr, {0, 1, 5}));
     EXPECT_NE(run(path).out.find("\nsampling rate: nonuniform\n"), std::string::npos);
-
-    // Ten thousand objects take six places, not five.
-    ZelMETAChunk wide;
-    for (int o = 0; o < 10000; ++o) {
-        wide.addDOBJ("o");
-    }
-    ASSERT_TRUE(writeCacheFile(path, wide, nullptr));
-    const std::string out = run(path).out;
-    EXPECT_NE(out.find("\nobject[     0] name: o\nobject[     1] name: o\n"), std::string::npos);
-    EXPECT_NE(out.find("\nobject[  9999] name: o\n"), std::string::npos);
 }
 
 TEST(Zelinfo, UnreadableFileGivesOneErrorLine) {
