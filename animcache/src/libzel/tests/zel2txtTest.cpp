@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <iostream>
-#include <random>
 #include <string>
 
 #include "support/UtilsRun.h"
@@ -106,30 +105,8 @@ TEST(Zel2txt, BadInputFailsWithItsErrorLine) {
     EXPECT_EQ(dump(path).err, kErrorAt + "437 Error " + path + ": is not a valid ZEL file\n");
     std::cerr << std::dec;
     damageSmallCache(path, -1, 0, 480);  // cut inside DVAL's payload (470..494)
-    Output r = dump(path);
+    const Output r = dump(path);
     EXPECT_EQ(r.result, -1);
     EXPECT_EQ(r.out, dumpBefore(". . . DVAL"));
     EXPECT_EQ(r.err, kErrorAt + "468 Error " + path + ": error reading leaf chunk\n");
-
-    // Random bytes after a valid header, through the walk that zeldiff's dumps share: one error
-    // line, or the end of the headers when a chunk of unknown type skips past the end of the
-    // file. Never a crash or a hang.
-    Bytes bytes = readFileBytes(path);
-    int failures = 0;
-    for (unsigned seed = 1; seed <= 64; ++seed) {
-        std::mt19937 random(seed);
-        bytes.resize(24);
-        for (int i = 0; i < 2048; ++i) {
-            bytes.push_back(static_cast<unsigned char>(random()));
-        }
-        writeFileBytes(path, bytes);
-        r = dump(path);
-        EXPECT_EQ(r.out.rfind("DZEL int64 (8) : 2 \n", 0), 0u);
-        EXPECT_EQ(r.err.empty() ? 0 : -1, r.result) << "seed " << seed;
-        EXPECT_TRUE(r.err.empty() ||
-                    (r.err.rfind(kErrorAt, 0) == 0 && r.err.find('\n') + 1 == r.err.size()))
-            << r.err;
-        failures += r.result == -1;
-    }
-    EXPECT_GT(failures, 0);
 }

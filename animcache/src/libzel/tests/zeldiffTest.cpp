@@ -21,15 +21,6 @@ const std::string kErrorAt = "zeldiff at animcache/src/libzel/src/zelUtils.cpp:"
 const char* const kLastValueDiff =
     "36c36\n< POSI float (12) point 3d : 7 8 9 \n---\n> POSI float (12) point 3d : 7 8 9.5 \n";
 
-std::vector<std::string> lines(const std::string& text) {
-    std::vector<std::string> v;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) {
-        v.push_back(line);
-    }
-    return v;
-}
-
 // Each test points the system temporary directory at a fresh directory of its own, writes the
 // small cache as "a.zel" and, as "b.zel", one whose last value is 9.5.
 class Zeldiff : public testing::Test {
@@ -85,7 +76,11 @@ TEST_F(Zeldiff, CopiesWrittenAtDifferentTimesCompareEqualAndAValueDiffers) {
 
 TEST_F(Zeldiff, DumpsAreFlatWithoutTheDateInAPrivateDirectory) {
     // Unified output with wide context shows the whole dumps and their paths.
-    const std::vector<std::string> out = lines(diff(a_, b_, "-U 100").out);
+    std::istringstream in(diff(a_, b_, "-U 100").out);
+    std::vector<std::string> out;
+    for (std::string line; std::getline(in, line);) {
+        out.push_back(line);
+    }
     ASSERT_EQ(out.size(), 40u);
     const std::string path1 = out[0].substr(4, out[0].find('\t') - 4);
     const std::string privateDir = path1.substr(0, path1.rfind('/'));

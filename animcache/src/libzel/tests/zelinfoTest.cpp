@@ -36,8 +36,10 @@ Output run(const std::string& path) {
     return captured([&] { return zelinfo(path.c_str()); });
 }
 
+}  // namespace
+
 // Ten objects of every kind described, three samples at times 1 to 3.
-void writeSceneCache(const std::string& path) {
+TEST(Zelinfo, SummarisesEveryKindOfObject) {
     ZelMETAChunk meta;
     meta.application = "mayaApp";
     meta.sourceFile = "scene.ma";
@@ -69,7 +71,7 @@ void writeSceneCache(const std::string& path) {
     both->addChild(leaf<double>("MTRX", {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}, 0, 16));
     both->addChild(leaf<int>("MESH", {4}));
     meta.addDOBJ("empty");
-    ASSERT_TRUE(writeCacheFile(path, meta, [](int s, int o, ZelGroupChunk& g) {
+    auto fill = [](int s, int o, ZelGroupChunk& g) {
         const float t = static_cast<float>(s);
         if (o == 0) {
             g.addChild(leaf<float>("POSI", std::vector<float>(24, t), 1, 3));
@@ -88,13 +90,10 @@ void writeSceneCache(const std::string& path) {
             atrs->addChild(leaf<float>("ATTR", std::vector<float>(24, t), 2, 3));
             g.addChild(atrs);
         }
-    }));
-}
-
-TEST(Zelinfo, SummarisesEveryKindOfObject) {
+    };
     TempDir dir;
     const std::string path = dir.file("scene.zel");
-    writeSceneCache(path);
+    ASSERT_TRUE(writeCacheFile(path, meta, fill));
     const Output r = run(path);
     EXPECT_EQ(r.result, 0);
     EXPECT_EQ(
@@ -203,5 +202,3 @@ TEST(Zelinfo, UnreadableFileGivesOneErrorLine) {
     EXPECT_EQ(r.out.rfind("animcache/src/libzel/src/ZelCache.cpp:", 0), 0u);
     EXPECT_EQ(r.out.find('\n'), r.out.size() - 1);
 }
-
-}  // namespace
