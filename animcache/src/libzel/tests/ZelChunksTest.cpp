@@ -87,19 +87,11 @@ TEST(ZelLeafChunk, RefusesBadPayloadsAndPrintsWithTypePrecision) {
               "POSI float (8) point 3d : 0.33333334 2 ");
 }
 
-TEST(ZelChunkFactory, CreatesByTypeCodeAloneAndUnknownTypesSkipAndReserve) {
-    const std::type_info* kinds[8] = {
-        &typeid(ZelLeafChunk<char>),        &typeid(ZelGroupChunk),
-        &typeid(ZelLeafChunk<std::string>), &typeid(ZelLeafChunk<int>),
-        &typeid(ZelLeafChunk<float>),       &typeid(ZelLeafChunk<int64>),
-        &typeid(ZelLeafChunk<double>),      &typeid(ZelChunk)};
-    for (uint8 type = 0; type < 8; ++type) {
-        std::unique_ptr<ZelChunk> made(ZelChunk::create(makeTag("META"), type));
-        ASSERT_NE(made, nullptr);
-        EXPECT_EQ(typeid(*made), *kinds[type]) << int(type);  // never ZelMETAChunk
-        const ZelHeader h = made->getHeader(), want(makeTag("META"), type, 0);
-        EXPECT_EQ(std::memcmp(&h, &want, 16), 0);
-    }
+// The leaf and group tests read every known type through create; here the tag is no class and
+// a type it does not know skips its payload.
+TEST(ZelChunkFactory, CreatesByTypeAloneAndUnknownTypesSkipAndReserve) {
+    const std::unique_ptr<ZelChunk> meta(ZelChunk::create(makeTag("META"), kTypeGroup));
+    EXPECT_EQ(typeid(*meta), typeid(ZelGroupChunk));
     TempDir dir;
     std::unique_ptr<ZelChunk> c(ZelChunk::create(makeTag("ODD9"), 9));
     Bytes b;
