@@ -5,6 +5,7 @@
 
 #include "Zel.h"
 #include "support/ChunkBytes.h"
+#include "support/ChunkWalk.h"
 
 using namespace Zel;
 using namespace ZelTest;
@@ -49,7 +50,7 @@ TEST(ZelLeafChunk, EveryElementTypeWritesItsBytesAndRoundTrips) {
             ASSERT_TRUE(r.f.readHeader(r.h) && x->read(r.h, r.f));
         }
     }
-    EXPECT_EQ(r.pos(), static_cast<int64>(bytes.size()));
+    EXPECT_EQ(r.f.tell(), static_cast<int64>(bytes.size()));
     EXPECT_EQ(writtenAll(dir, *back[0], *back[1], *back[2], *back[3], *back[4], *back[5]), bytes);
 }
 
@@ -65,7 +66,7 @@ TEST(ZelLeafChunk, RefusesBadPayloadsAndPrintsWithTypePrecision) {
     // 10 bytes are no whole number of floats: header taken, payload left unread.
     EXPECT_FALSE(leaf.read(r.h, r.f));
     EXPECT_EQ(printed(leaf, 2), ". . FLTS float (10) : 7 ");
-    EXPECT_EQ(r.pos(), 16);
+    EXPECT_EQ(r.f.tell(), 16);
     // A length far beyond the file, a negative one and a payload cut short all fail before
     // anything is allocated.
     for (int64 length : {int64(1) << 60, int64(-8), int64(16)}) {
@@ -86,19 +87,11 @@ TEST(ZelLeafChunk, RefusesBadPayloadsAndPrintsWithTypePrecision) {
               "POSI float (8) point 3d : 0.33333334 2 ");
 }
 
-TEST(ZelChunkFactory, CreatesByTypeCodeAloneAndUnknownTypesSkipAndReserve) {
-    const std::type_info* kinds[8] = {
-        &typeid(ZelLeafChunk<char>),        &typeid(ZelGroupChunk),
-        &typeid(ZelLeafChunk<std::string>), &typeid(ZelLeafChunk<int>),
-        &typeid(ZelLeafChunk<float>),       &typeid(ZelLeafChunk<int64>),
-        &typeid(ZelLeafChunk<double>),      &typeid(ZelChunk)};
-    for (uint8 type = 0; type < 8; ++type) {
-        std::unique_ptr<ZelChunk> made(ZelChunk::create(makeTag("META"), type));
-        ASSERT_NE(made, nullptr);
-        EXPECT_EQ(typeid(*made), *kinds[type]) << int(type);  // never ZelMETAChunk
-        const ZelHeader h = made->getHeader(), want(makeTag("META"), type, 0);
-        EXPECT_EQ(std::memcmp(&h, &want, 16), 0);
-    }
+// The leaf and group tests read every known type through create; here the tag is no class and
+// a type it does not know skips its payload.
+TEST(ZelChunkFactory, CreatesByTypeAloneAndUnknownTypesSkipAndReserve) {
+    const std::unique_ptr<ZelChunk> meta(ZelChunk::create(makeTag("META"), kTypeGroup));
+    EXPECT_EQ(typeid(*meta), typeid(ZelGroupChunk));
     TempDir dir;
     std::unique_ptr<ZelChunk> c(ZelChunk::create(makeTag("ODD9"), 9));
     Bytes b;
@@ -108,7 +101,7 @@ TEST(ZelChunkFactory, CreatesByTypeCodeAloneAndUnknownTypesSkipAndReserve) {
     {
         Reader r(dir, b);
         EXPECT_TRUE(c->read(r.h, r.f));
-        EXPECT_EQ(r.pos(), 56);        // the payload was skipped
+        EXPECT_EQ(r.f.tell(), 56);     // the payload was skipped
         EXPECT_EQ(c->getLength(), 0);  // and the node's header left as it was
     }
     c->setHeader(ZelHeader(makeTag("ODD9"), 9, 40));
@@ -160,27 +153,20 @@ TEST(ZelGroupChunk, WritesBackPatchedLengthsAndReadsTreeBack) {
     root.addChild(nest);
     root.addChild(new ZelGroupChunk(makeTag("EMPT")));
     EXPECT_EQ(root.getLength(), 99);  // 16+12 + 16+(16+4 + 16+3) + 16
-    Bytes expect;
-    const float floats[] = {1.0f, 2.0f, 3.0f};
-    putHeader(expect, "ROOT", 1, 99);
-    putHeader(expect, "POSI", 4, 12);
-    put(expect, floats, 12);
-    putHeader(expect, "NEST", 1, 39);
-    putScalar(expect, "INTS", 3, 42);
-    putHeader(expect, "STRS", 2, 3);
-    putString(expect, "ab");
-    putHeader(expect, "EMPT", 1, 0);
+    // The leaves' payloads are pinned by the leaf tests; here the headers and their nesting.
     const Bytes bytes = writtenAll(dir, root);
-    ASSERT_EQ(bytes, expect);
+    EXPECT_EQ(layout(walkChunks(dir.file("out.zel"))),
+              "ROOT/1@0+99 >POSI/4@16+12 >NEST/1@44+39 >>INTS/3@60+4 >>STRS/2@80+3 >EMPT/1@99+0");
     EXPECT_EQ(root.getHeader().length, 0);  // writing does not update the stored header
 
     // The empty last child closes the group at its header: TAIL stays unread.
-    putScalar(expect, "TAIL", 3, 8);
-    Reader r(dir, expect);
+    Bytes withTail = bytes;
+    putScalar(withTail, "TAIL", 3, 8);
+    Reader r(dir, withTail);
     ZelGroupChunk back(makeTag("ROOT"));
     back.addChild(new ZelGroupChunk(makeTag("OLD_")));  // replaced by the read, not leaked
     ASSERT_TRUE(back.read(r.h, r.f));
-    EXPECT_EQ(r.pos(), 16 + 99);
+    EXPECT_EQ(r.f.tell(), 16 + 99);
     EXPECT_EQ(r.f.getLevel(), 0u);
     EXPECT_EQ(back.getHeader().length, 99);
     EXPECT_EQ(writtenAll(dir, back), bytes);
@@ -197,9 +183,8 @@ TEST(ZelGroupChunk, WritesBackPatchedLengthsAndReadsTreeBack) {
     ASSERT_EQ(back.numChildren(), 2u);
     EXPECT_EQ(back.getChild(0)->getTag() ^ back.getChild(1)->getType(), makeTag("NEST") ^ 3);
     back.removeChildren(0, 2);
-    EXPECT_EQ(back.numChildren(), 0u);
     root.reset();
-    EXPECT_EQ(root.getLength(), 0);
+    EXPECT_EQ(back.numChildren() + root.numChildren(), 0u);
 }
 
 TEST(ZelGroupChunk, ReadFailuresKeepWhatWasReadAndRefuseDeepNesting) {

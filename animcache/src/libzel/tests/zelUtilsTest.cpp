@@ -43,35 +43,68 @@ TEST(zelUtilsTest, ZeltestWritesTheFixedCache) {
     EXPECT_EQ(c[20].values<float>(), (std::vector<float>{0, 4, 8, 12, 16, 20, 24, 28, 32, 36}));
 }
 
-TEST(zelUtilsTest, ZeltestReportsTheFirstFailedStepOnceAndTheToolMapsIt) {
+TEST(zelUtilsTest, ZeltestReportsTheFailedStepOnce) {
     TempDir tmp;
     const std::string path = tmp.file("missing/dir/test.zel");
-    const std::string opening =
-        "zeltest at animcache/src/libzel/src/zelUtils.cpp:57 Error opening file\n";
-    EXPECT_EQ(captured([&] { return zeltest(path.c_str()); }).err, opening);
+    const Output r = captured([&] { return zeltest(path.c_str()); });
+    EXPECT_EQ(r.result, -1);
+    EXPECT_EQ(r.err, "zeltest at animcache/src/libzel/src/zelUtils.cpp:57 Error opening file\n");
     EXPECT_FALSE(ZelFile::exists(path.c_str()));
-    // A device that takes no data: the buffered bytes fail at the first seek, which is the
-    // back-patch of the first object definition inside META.
+    // A device that takes no data: the buffered bytes fail at the first seek, the back-patch of
+    // the first object definition, and the failure comes up through the group writes.
     if (ZelFile::isWritable("/dev/full")) {
-        const Output r = captured([] { return zeltest("/dev/full"); });
-        EXPECT_EQ(r.result, -1);
-        EXPECT_EQ(r.err,
+        EXPECT_EQ(captured([] { return zeltest("/dev/full"); }).err,
                   "zeltest at animcache/src/libzel/src/zelUtils.cpp:79 Error writing META chunk\n");
     }
+}
 
+// Each command prints what its function prints and exits 0 or 1 by the function's result (zeldiff
+// by diff's own status, 2 for trouble), or 2 with a usage line when the arguments do not fit.
+TEST(zelTools, PrintWhatTheirFunctionsPrintAndExitByTheResult) {
+    TempDir tmp;
+    const std::string a = tmp.file("a.zel"), b = tmp.file("b.zel"), none = tmp.file("none.zel");
+    const std::string made = tmp.file("made.zel"), ref = tmp.file("ref.zel");
+    SmallCache changed;
+    changed.lastValue = 9.5f;
+    ASSERT_TRUE(writeSmallCache(a) && writeSmallCache(b, changed) && zeltest(ref.c_str()) == 0);
     const std::string out = tmp.file("out.txt"), err = tmp.file("err.txt");
-    const std::string made = tmp.file("tool.zel"), ref = tmp.file("ref.zel");
-    const int status = runTool("zeltest", made, out, err);
-    if (status == -2) {
-        GTEST_SKIP() << "the zeltest tool is not built";
+    if (runTool("zeltest", made, out, err) == -2) {
+        GTEST_SKIP() << "the tools are not built";
     }
-    EXPECT_EQ(status, 0);
-    EXPECT_EQ(fileText(err), "");
-    ASSERT_EQ(zeltest(ref.c_str()), 0);
     EXPECT_EQ(readFileBytes(made), readFileBytes(ref));
-    EXPECT_EQ(runTool("zeltest", path, out, err), 1);
-    EXPECT_EQ(fileText(err), opening);
-    EXPECT_EQ(runTool("zeltest", "a b", out, err), 2);
-    EXPECT_EQ(runTool("zeltest", "", out, err), 2);
-    EXPECT_EQ(fileText(err), "usage: zeltest FILE\n");
+    auto usage = [](const char* line) {
+        return Output{0, "", "usage: " + std::string(line) + "\n"};
+    };
+    auto test = [](const std::string& p) { return captured([&] { return zeltest(p.c_str()); }); };
+    auto info = [](const std::string& p) { return captured([&] { return zelinfo(p.c_str()); }); };
+    auto txt = [](const std::string& p) { return captured([&] { return zel2txt(p.c_str()); }); };
+    auto diff = [](const std::string& p, const std::string& q, const char* options) {
+        return captured([&] { return zeldiff(p.c_str(), q.c_str(), options); });
+    };
+    const struct {
+        const char* tool;
+        std::string args;
+        int status;
+        Output expect;
+    } rows[] = {
+        {"zeltest", none + "/x", 1, test(none + "/x")},
+        {"zeltest", "", 2, usage("zeltest FILE")},
+        {"zelinfo", ref, 0, info(ref)},
+        {"zelinfo", none, 1, info(none)},
+        {"zelinfo", a + " " + a, 2, usage("zelinfo FILE")},
+        {"zel2txt", a, 0, txt(a)},
+        {"zel2txt", none, 1, txt(none)},
+        {"zel2txt", "", 2, usage("zel2txt FILE")},
+        {"zeldiff", a + " " + a, 0, diff(a, a, nullptr)},
+        {"zeldiff", a + " " + b + " -b -e", 1, diff(a, b, "-b -e")},  // options joined by a blank
+        {"zeldiff", a + " " + b + " --no-such-option", 2, diff(a, b, "--no-such-option")},
+        {"zeldiff", a + " " + none, 1, diff(a, none, nullptr)},
+        {"zeldiff", a, 2, usage("zeldiff FILE1 FILE2 [DIFF-OPTIONS...]")},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::string(row.tool) + " " + row.args);
+        EXPECT_EQ(runTool(row.tool, row.args, out, err), row.status);
+        EXPECT_EQ(fileText(out), row.expect.out);
+        EXPECT_EQ(fileText(err), row.expect.err);
+    }
 }

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <iomanip>
@@ -37,8 +36,10 @@ Output run(const std::string& path) {
     return captured([&] { return zelinfo(path.c_str()); });
 }
 
+}  // namespace
+
 // Ten objects of every kind described, three samples at times 1 to 3.
-void writeSceneCache(const std::string& path) {
+TEST(Zelinfo, SummarisesEveryKindOfObject) {
     ZelMETAChunk meta;
     meta.application = "mayaApp";
     meta.sourceFile = "scene.ma";
@@ -70,7 +71,7 @@ void writeSceneCache(const std::string& path) {
     both->addChild(leaf<double>("MTRX", {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}, 0, 16));
     both->addChild(leaf<int>("MESH", {4}));
     meta.addDOBJ("empty");
-    ASSERT_TRUE(writeCacheFile(path, meta, [](int s, int o, ZelGroupChunk& g) {
+    auto fill = [](int s, int o, ZelGroupChunk& g) {
         const float t = static_cast<float>(s);
         if (o == 0) {
             g.addChild(leaf<float>("POSI", std::vector<float>(24, t), 1, 3));
@@ -89,13 +90,10 @@ void writeSceneCache(const std::string& path) {
             atrs->addChild(leaf<float>("ATTR", std::vector<float>(24, t), 2, 3));
             g.addChild(atrs);
         }
-    }));
-}
-
-TEST(Zelinfo, SummarisesEveryKindOfObject) {
+    };
     TempDir dir;
     const std::string path = dir.file("scene.zel");
-    writeSceneCache(path);
+    ASSERT_TRUE(writeCacheFile(path, meta, fill));
     const Output r = run(path);
     EXPECT_EQ(r.result, 0);
     EXPECT_EQ(
@@ -131,7 +129,8 @@ TEST(Zelinfo, SummarisesEveryKindOfObject) {
     EXPECT_EQ(r.err, "ATRS GROUP chunk missing for object at 7\n");
 }
 
-TEST(Zelinfo, StaticFileAndWideAttributeIndices) {
+// Ten thousand objects take six places, not five; a hundred and one attributes four, not three.
+TEST(Zelinfo, StaticFileAndWideIndices) {
     TempDir dir;
     ZelMETAChunk meta;
     meta.space = 7;
@@ -141,29 +140,33 @@ TEST(Zelinfo, StaticFileAndWideAttributeIndices) {
     m->addChild(leaf<float>("POSI", std::vector<float>(9, 0), 0, 3));
     ZelDOBJChunk* many = meta.addDOBJ("many");
     many->addAttr(true, "anim", "f", kTypeFloat, 0, 0);
-    std::string expected =
-        "ZEL file version 2\nnumber of time samples: 0\nstatic file\nspace: unknown (7)\n\n"
-        "number of objects: 2\nobject[0] name: m\n"
-        "  MESH: mesh topology, MSPT: subd with 3 static vertices\n"
-        "object[1] name: many\n  number of attributes: 101\n"
-        "    attribute[   0] NAME: 'anim' TYPE: 'f'\n";
     for (int a = 0; a < 100; ++a) {
         addStatic<int>(many, "a" + std::to_string(a), "int", 0, {a});
-        char line[96];
-        std::snprintf(line, sizeof(line),
-                      "    attribute[%4d] NAME: 'a%d' TYPE: 'int' ATTR: int32 %d\n", a + 1, a, a);
-        expected += line;
+    }
+    while (meta.getNumObjects() < 10000) {
+        meta.addDOBJ("o");
     }
     const std::string path = dir.file("static.zel");
     ASSERT_TRUE(writeCacheFile(path, meta, nullptr));
     const Output r = run(path);
     EXPECT_EQ(r.result, 0);
-    EXPECT_EQ(r.out, expected);
+    const std::string head =
+        "ZEL file version 2\nnumber of time samples: 0\nstatic file\nspace: unknown (7)\n\n"
+        "number of objects: 10000\nobject[     0] name: m\n"
+        "  MESH: mesh topology, MSPT: subd with 3 static vertices\n"
+        "object[     1] name: many\n  number of attributes: 101\n"
+        "    attribute[   0] NAME: 'anim' TYPE: 'f'\n"
+        "    attribute[   1] NAME: 'a0' TYPE: 'int' ATTR: int32 0\n";
+    EXPECT_EQ(r.out.substr(0, head.size()), head);
+    EXPECT_NE(r.out.find("\n    attribute[ 100] NAME: 'a99' TYPE: 'int' ATTR: int32 99\n"
+                         "object[     2] name: o\n"),
+              std::string::npos);
+    EXPECT_NE(r.out.find("\nobject[  9999] name: o\n"), std::string::npos);
     // Reads use sample -1 in a file without samples.
     EXPECT_EQ(r.err, "ATRS GROUP chunk missing for object at 1\n");
 }
 
-TEST(Zelinfo, RateLinesInTheDefaultFormatAndSixPlacesForManyObjects) {
+TEST(Zelinfo, RatesInTheDefaultFormatWhateverTheCallerSet) {
     TempDir dir;
     const std::string path = dir.file("c.zel");
     ZelMETAChunk meta;
@@ -174,36 +177,21 @@ TEST(Zelinfo, RateLinesInTheDefaultFormatAndSixPlacesForManyObjects) {
     ASSERT_TRUE(writeCacheFile(path, meta, nullptr));
     // The caller's formatting of standard output changes nothing and is given back.
     std::cout << std::fixed << std::setprecision(2);
-    Output r = run(path);
+    const Output r = run(path);
     EXPECT_TRUE(std::cout.precision() == 2 && (std::cout.flags() & std::ios::fixed));
     std::cout << std::defaultfloat << std::setprecision(6);
-    const std::string objects = "space: world\n\nnumber of objects: 0\n";
     EXPECT_EQ(r.result, 0);
     EXPECT_EQ(r.out,
-              "ZEL file version 2\nnumber of time samples: 4\nfirst frame: 0\n"
-              "last frame: 0.125\nsampling rate: 24 samples per frame\n" +
-                  objects);
+              "ZEL file version 2\nnumber of time samples: 4\nfirst frame: 0\nlast frame: 0.125\n"
+              "sampling rate: 24 samples per frame\nspace: world\n\nnumber of objects: 0\n");
     meta.numSamples = 3;
     meta.lastTime = 5;
     meta.rate = 0;
     ASSERT_TRUE(writeCacheFile(path, meta, nullptr, {0, 1, 5}));
-    EXPECT_EQ(run(path).out,
-              "ZEL file version 2\nnumber of time samples: 3\nfirst frame: 0\n"
-              "last frame: 5\nsampling rate: nonuniform\n" +
-                  objects);
-
-    // Ten thousand objects take six places, not five.
-    ZelMETAChunk wide;
-    for (int o = 0; o < 10000; ++o) {
-        wide.addDOBJ("o");
-    }
-    ASSERT_TRUE(writeCacheFile(path, wide, nullptr));
-    r = run(path);
-    EXPECT_NE(r.out.find("\nobject[     0] name: o\nobject[     1] name: o\n"), std::string::npos);
-    EXPECT_NE(r.out.find("\nobject[  9999] name: o\n"), std::string::npos);
+    EXPECT_NE(run(path).out.find("\nsampling rate: nonuniform\n"), std::string::npos);
 }
 
-TEST(Zelinfo, UnreadableFileGivesOneErrorLineAndTheToolExitsWithIt) {
+TEST(Zelinfo, UnreadableFileGivesOneErrorLine) {
     TempDir dir;
     const std::string absent = dir.file("absent.zel");
     const Output r = run(absent);
@@ -213,21 +201,4 @@ TEST(Zelinfo, UnreadableFileGivesOneErrorLineAndTheToolExitsWithIt) {
     // Standard output holds only the loader's own report.
     EXPECT_EQ(r.out.rfind("animcache/src/libzel/src/ZelCache.cpp:", 0), 0u);
     EXPECT_EQ(r.out.find('\n'), r.out.size() - 1);
-
-    const std::string good = dir.file("good.zel"), out = dir.file("out.txt"),
-                      err = dir.file("err.txt");
-    writeSceneCache(good);
-    const int status = runTool("zelinfo", good, out, err);
-    if (status == -2) {
-        GTEST_SKIP() << "the zelinfo tool is not built";
-    }
-    EXPECT_EQ(status, 0);
-    EXPECT_EQ(fileText(out), run(good).out);
-    EXPECT_EQ(runTool("zelinfo", absent, out, err), 1);
-    EXPECT_EQ(fileText(err), r.err);
-    EXPECT_EQ(runTool("zelinfo", "", out, err), 2);
-    EXPECT_EQ(runTool("zelinfo", "a b", out, err), 2);
-    EXPECT_EQ(fileText(err), "usage: zelinfo FILE\n");
 }
-
-}  // namespace

@@ -42,16 +42,6 @@ void putScalar(Bytes& b, const char* tag, Zel::uint8 type, V v) {
     putValue(b, v);
 }
 
-inline void putString(Bytes& b, const char* s) {
-    put(b, s, std::strlen(s) + 1);
-}
-
-// Sets the length of the group whose header starts the image to the rest of the image.
-inline void patchLength(Bytes& b) {
-    const Zel::int64 length = static_cast<Zel::int64>(b.size()) - 16;
-    std::memcpy(b.data() + 8, &length, 8);
-}
-
 // Writes whatever `fn` writes to a fresh file in `dir` and returns the file's bytes.
 template <class Fn>
 Bytes written(const TempDir& dir, Fn fn) {
@@ -75,11 +65,8 @@ struct Reader {
     Reader(const TempDir& dir, const Bytes& bytes) {
         const std::string path = dir.file("in.zel");
         writeFileBytes(path, bytes);
-        EXPECT_TRUE(f.open(path.c_str(), "r"));
-        EXPECT_TRUE(f.readHeader(h));
+        EXPECT_TRUE(f.open(path.c_str(), "r") && f.readHeader(h));
     }
-    Zel::int64 pos() const { return f.tell(); }
-
     Zel::ZelFile f;
     Zel::ZelHeader h;
 };

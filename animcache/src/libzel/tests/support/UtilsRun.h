@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Zel.h"
+#include "support/CacheFile.h"
 #include "support/ChunkBytes.h"
 
 namespace ZelTest {
@@ -33,68 +34,40 @@ Output captured(Fn fn) {
 
 struct SmallCache {
     Zel::int64 date = 1700000000;
-    int numSamples = 2;         // 2, or 0 for definitions with empty time and jump tables
-    int lastSampleObjects = 2;  // object groups in the second sample
-    float lastValue = 9.0f;     // last position value of the second sample's second object
+    float lastValue = 9.0f;  // last position value of the second sample's second object
 };
 
-// Writes DZEL, META (two definitions) and SAMS to `path`: 819 bytes with the defaults, the first
-// object of the first sample holding one leaf of every type, an unknown type and an empty leaf.
+// Writes a cache of two objects and two samples (times 1 and 2) to `path`: 803 bytes, the first
+// object of the first sample holding a leaf of every type, a chunk of unknown type and an empty
+// leaf, every other object one position.
 inline bool writeSmallCache(const std::string& path, const SmallCache& c = SmallCache()) {
     using namespace Zel;
-    ZelFile f;
     ZelMETAChunk meta;
     meta.application = "app";
     meta.date = c.date;
-    meta.numSamples = c.numSamples;
+    meta.numSamples = 2;
     meta.firstTime = meta.rate = 1.0f;
     meta.lastTime = 2.0f;
     meta.space = 0;
     meta.addDOBJ("cube");
     meta.addDOBJ("ball");
-    if (!f.open(path.c_str(), "w") || !ZelDZELChunk(2).write(f) || !meta.write(f) ||
-        !f.startGroup(ZelHeader(makeTag("SAMS"), kTypeGroup, 0))) {
-        return false;
-    }
-    std::vector<int64> jumps(static_cast<size_t>(c.numSamples));
-    const std::vector<float> times =
-        c.numSamples == 0 ? std::vector<float>() : std::vector<float>{1, 2};
-    bool ok = f.writeChunk(makeTag("TIMS"), times);
-    const int64 jsamAt = f.tell();
-    ok = ok && f.writeChunk(makeTag("JSAM"), jumps) &&
-         (c.numSamples == 0 || f.writeChunk(ZelHeader(), nullptr));
-    for (int s = 0; ok && s < c.numSamples; ++s) {
-        jumps[s] = f.tell();
-        std::vector<int64> objects(static_cast<size_t>(s == 1 ? c.lastSampleObjects : 2));
-        const int64 jobjAt = f.tell() + 16;
-        ok = f.startGroup(ZelHeader(makeTag("SAMP"), kTypeGroup, 0)) &&
-             f.writeChunk(makeTag("JOBJ"), objects);
-        for (size_t o = 0; ok && o < objects.size(); ++o) {
-            objects[o] = f.tell();
-            const float x = static_cast<float>(6 * s + 3 * static_cast<int>(o) - 2);
-            const std::vector<float> posi{x, x + 1, s == 1 && o == 1 ? c.lastValue : x + 2};
-            ok = f.startGroup(ZelHeader(makeTag("SOBJ"), kTypeGroup, 0));
-            if (s == 0 && o == 0) {
-                ok = ok &&
-                     f.writeChunk(makeTag("POSI"), std::vector<float>{0.1f, 1 / 3.0f, -2.5f}, -1, 1,
-                                  3) &&
-                     f.writeChunk(makeTag("DVAL"), std::vector<double>{0.1, 1 / 3.0, 1e-20}, -1, 0,
-                                  1) &&
-                     f.writeChunk(makeTag("IVAL"), std::vector<int>{1, -2, 3}) &&
-                     f.writeChunk(makeTag("LVAL"), std::vector<int64>{9000000000LL}) &&
-                     f.writeChunk(makeTag("SVAL"), std::vector<std::string>{"ab", "", "c"}) &&
-                     f.writeChunk(makeTag("BVAL"), std::vector<char>{'x', 'y', 'z'}) &&
-                     f.writeChunk(ZelHeader(makeTag("XTRA"), 9, 4), "abcd") &&
-                     f.writeChunk(ZelHeader(makeTag("VELO"), kTypeFloat, 0, 2, 3), nullptr);
-            } else {
-                ok = ok && f.writeChunk(makeTag("POSI"), posi, -1, 1, 3);
-            }
-            ok = ok && f.endGroup();
+    auto fill = [&](int s, int o, ZelGroupChunk& g) {
+        if (s + o == 0) {
+            g.addChild(new ZelLeafChunk<float>(makeTag("POSI"), 1, 3, {0.1f, 1 / 3.0f, -2.5f}));
+            g.addChild(new ZelLeafChunk<double>(makeTag("DVAL"), 0, 1, {0.1, 1 / 3.0, 1e-20}));
+            g.addChild(new ZelLeafChunk<int>(makeTag("IVAL"), {1, -2, 3}));
+            g.addChild(new ZelLeafChunk<int64>(makeTag("LVAL"), {9000000000LL}));
+            g.addChild(new ZelLeafChunk<std::string>(makeTag("SVAL"), {"ab", "", "c"}));
+            g.addChild(new ZelLeafChunk<char>(makeTag("BVAL"), {'x', 'y', 'z'}));
+            g.addChild(new ZelChunk(ZelHeader(makeTag("XTRA"), 9, 4)));
+            g.addChild(new ZelLeafChunk<float>(makeTag("VELO"), 2, 3));
+            return;
         }
-        ok = ok && f.writeChunk(makeTag("JOBJ"), objects, jobjAt) && f.endGroup();
-    }
-    return ok && (c.numSamples == 0 || f.writeChunk(makeTag("JSAM"), jumps, jsamAt)) &&
-           f.endGroup() && f.close();
+        const float x = static_cast<float>(6 * s + 3 * o - 2);
+        const float last = s + o == 2 ? c.lastValue : x + 2;
+        g.addChild(new ZelLeafChunk<float>(makeTag("POSI"), 1, 3, {x, x + 1, last}));
+    };
+    return writeCacheFile(path, meta, fill, {1, 2});
 }
 
 // The small cache written to `path` with `length` stored in the header at `headerAt` (when not
