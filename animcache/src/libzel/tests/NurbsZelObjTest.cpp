@@ -8,18 +8,9 @@
 #include "support/HelperFixture.h"
 
 using namespace Zel;
-using ZelTest::CacheBuilder;
-using ZelTest::HelperPtr;
-using ZelTest::LoadedCache;
+using namespace ZelTest;
 
 namespace {
-
-using State = ZelHelperObj::AnimationState;
-using Floats = std::vector<float>;
-using Doubles = std::vector<double>;
-using Strings = std::vector<std::string>;
-constexpr State kStatic = ZelHelperObj::kStatic;
-constexpr State kAnimated = ZelHelperObj::kAnimated;
 
 // Stored points (i, j, 10i + j), u major; a curve has j = 0.
 Floats grid(int mu, int mv) {
@@ -100,9 +91,7 @@ TEST(NurbsCurveZelObj, DegreeFormKnotsAndPeriodicControlPoints) {
     EXPECT_EQ(knots, (Floats{0, 0, 0, 0, 1, 2, 2, 2, 2}));
     Floats untouched{7};
     EXPECT_FALSE(c->getControlPoints(0, untouched, state));
-    EXPECT_FALSE(c->getControlPoints(0, points, state));
     EXPECT_EQ(untouched, Floats{7});
-    EXPECT_EQ(points.size(), 36u);
     ASSERT_TRUE(lc.get<NurbsCurveZelObj>(shortPeriod)->getControlPoints(0, points, state));
     EXPECT_EQ(points, (Doubles{0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 1}));
 }

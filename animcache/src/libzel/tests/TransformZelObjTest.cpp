@@ -8,16 +8,11 @@
 #include "support/HelperFixture.h"
 
 using namespace Zel;
-using ZelTest::CacheBuilder;
-using ZelTest::HelperPtr;
-using ZelTest::LoadedCache;
+using namespace ZelTest;
 
 namespace {
 
-using State = ZelHelperObj::AnimationState;
 using Matrix = std::vector<double>;
-constexpr State kStatic = ZelHelperObj::kStatic;
-constexpr State kAnimated = ZelHelperObj::kAnimated;
 
 // The identity with `r` (3x3, row-major) in its upper left and (x, y, z) in its last row.
 Matrix affine(const std::vector<double>& r, double x = 0, double y = 0, double z = 0) {
@@ -40,7 +35,7 @@ int addTransform(CacheBuilder& b) {
 
 }  // namespace
 
-TEST(TransformZelObj, ChannelsOutrankTheStoredMatrixAndTakeTheRotateOrderOverride) {
+TEST(TransformZelObj, ChannelsBlendComposeAndOutrankTheStoredMatrix) {
     CacheBuilder b(4, 0, 1);
     // translate (1, 2, int32 5 -> 0), rotateZ 90 degrees, beside a stored matrix.
     const int tr = addTransform(b);
@@ -49,50 +44,6 @@ TEST(TransformZelObj, ChannelsOutrankTheStoredMatrixAndTakeTheRotateOrderOverrid
     b.addStaticAttr<int>(tr, "translateZ", {5});
     b.addStaticAttr<float>(tr, "rotateZ", {90});
     b.addStatic<float>(tr, "MTRX", std::vector<float>(16, 3.0f));
-    // rotateX, rotateY 90: order 0 gives Rx·Ry, order 4 Ry·Rx; "MTRO" below 6 overrides, read at
-    // the first sample of the run (sample 1 of {1, 2, 3, 3} at 2.25): elsewhere it is 0 here.
-    auto xy = [&b](double rotateOrder, int mtro) {
-        const int o = addTransform(b);
-        b.addStaticAttr<double>(o, "rotateX", {90});
-        b.addStaticAttr<double>(o, "rotateY", {90});
-        b.addStaticAttr<double>(o, "rotateOrder", {rotateOrder});
-        for (int s = 0; s < 4; ++s) {
-            b.addSampled<int>(s, o, "MTRO", {s == 1 ? mtro : 0});
-        }
-        return o;
-    };
-    const Matrix xThenY = affine({0, 0, -1, 1, 0, 0, 0, -1, 0});
-    const Matrix yThenX = affine({0, 1, 0, 0, 0, 1, 1, 0, 0});
-    const std::pair<int, Matrix> orders[] = {
-        {xy(4.9, 9), yThenX}, {xy(7, 4), yThenX}, {xy(4, 0), xThenY}};
-    LoadedCache c(b);
-    ASSERT_TRUE(c.loaded);
-    ZelInterpolationHints hints;
-    State state = kAnimated;
-    std::vector<float> f;
-    Matrix d;
-
-    HelperPtr<TransformZelObj> t = c.get<TransformZelObj>(tr);
-    ASSERT_NE(t, nullptr);
-    const Matrix turned = affine({0, 1, 0, -1, 0, 0, 0, 0, 1}, 1, 2, 0);
-    for (int order : {1, 2, 3}) {
-        hints.order = order;
-        ASSERT_TRUE(t->getTransformAtTime(1.5f, hints, f, state));
-        EXPECT_EQ(state, kStatic);
-        expectNear(f, turned, 1e-6);
-        ASSERT_TRUE(t->getTransformAtTime(1.5f, hints, d, state));
-        expectNear(d, turned, 1e-12);
-    }
-    ASSERT_TRUE(t->getTransformAtTime(1, hints, f, state));  // on a sample: the stored matrix
-    EXPECT_EQ(f, std::vector<float>(16, 3.0f));
-    for (const auto& o : orders) {
-        ASSERT_TRUE(c.get<TransformZelObj>(o.first)->getTransformAtTime(2.25f, hints, d, state));
-        expectNear(d, o.second, 1e-12);
-    }
-}
-
-TEST(TransformZelObj, AnimatedChannelsBlendBetweenSamples) {
-    CacheBuilder b(4, 0, 1);
     // translateX = 10 s² at sample s ("gap" lacks sample 2), scaleY 2.
     const int tx = addTransform(b);
     const int gap = addTransform(b);
@@ -105,33 +56,61 @@ TEST(TransformZelObj, AnimatedChannelsBlendBetweenSamples) {
             }
         }
     }
+    // rotateX, rotateY 90: order 0 gives Rx·Ry, order 4 Ry·Rx. "MTRO" below 6 overrides the
+    // channel, read at the first sample of the run (sample 1 at 1.25): elsewhere it is 0 here.
+    auto xy = [&b](double rotateOrder, int mtro) {
+        const int o = addTransform(b);
+        b.addStaticAttr<double>(o, "rotateX", {90});
+        b.addStaticAttr<double>(o, "rotateY", {90});
+        b.addStaticAttr<double>(o, "rotateOrder", {rotateOrder});
+        for (int s = 0; s < 4; ++s) {
+            b.addSampled<int>(s, o, "MTRO", {s == 1 ? mtro : 0});
+        }
+        return o;
+    };
+    const int mtro4 = xy(7, 4);
+    const int mtro0 = xy(4, 0);
     LoadedCache c(b);
     ASSERT_TRUE(c.loaded);
-    ZelInterpolationHints hints;
-    const HelperPtr<TransformZelObj> t = c.get<TransformZelObj>(tx);
-    ASSERT_NE(t, nullptr);
-    auto translated = [](double x) { return affine({1, 0, 0, 0, 2, 0, 0, 0, 1}, x); };
 
-    // At 1.25: linear 10 + 0.25 x 30; quadratic (and cubic) through 10 s²: 15.625.
-    const double expected[] = {17.5, 15.625, 15.625};
-    State state = kStatic;
+    auto scaledY = [](double x) { return affine({1, 0, 0, 0, 2, 0, 0, 0, 1}, x); };
+    const struct {
+        int object, order;
+        State state;
+        Matrix expected;
+        double tolerance;  // for float; a millionth of it for double
+    } rows[] = {
+        {tr, 1, kStatic, affine({0, 1, 0, -1, 0, 0, 0, 0, 1}, 1, 2, 0), 1e-6},
+        {tr, 2, kStatic, affine({0, 1, 0, -1, 0, 0, 0, 0, 1}, 1, 2, 0), 1e-6},
+        // Linear 10 + 0.25 x 30; quadratic (and cubic) through 10 s²: 15.625.
+        {tx, 1, kAnimated, scaledY(17.5), 0},
+        {tx, 2, kAnimated, scaledY(15.625), 0},
+        {tx, 3, kAnimated, scaledY(15.625), 0},
+        // A later sample without the value keeps the first sample's, unblended and static.
+        {gap, 1, kStatic, scaledY(10), 0},
+        {gap, 2, kStatic, scaledY(10), 0},
+        {mtro4, 1, kStatic, affine({0, 1, 0, 0, 0, 1, 1, 0, 0}), 1e-6},    // Ry·Rx
+        {mtro0, 1, kStatic, affine({0, 0, -1, 1, 0, 0, 0, -1, 0}), 1e-6},  // Rx·Ry
+    };
+    ZelInterpolationHints hints;
     std::vector<float> f;
     Matrix d;
-    for (int order = 1; order <= 3; ++order) {
-        hints.order = order;
+    for (const auto& r : rows) {
+        SCOPED_TRACE(testing::Message() << "object " << r.object << " order " << r.order);
+        const HelperPtr<TransformZelObj> t = c.get<TransformZelObj>(r.object);
+        ASSERT_NE(t, nullptr);
+        hints.order = r.order;
+        State state = r.state == kStatic ? kAnimated : kStatic;
         ASSERT_TRUE(t->getTransformAtTime(1.25f, hints, f, state));
-        EXPECT_EQ(state, kAnimated);
-        expectNear(f, translated(expected[order - 1]), 0);
+        EXPECT_EQ(state, r.state);
+        expectNear(f, r.expected, r.tolerance);
         ASSERT_TRUE(t->getTransformAtTime(1.25f, hints, d, state));
-        expectNear(d, translated(expected[order - 1]), 0);
+        expectNear(d, r.expected, r.tolerance * 1e-6);
     }
-    // A later sample without the value keeps the first sample's, unblended and static.
-    for (int order : {1, 2}) {
-        hints.order = order;
-        ASSERT_TRUE(c.get<TransformZelObj>(gap)->getTransformAtTime(1.25f, hints, d, state));
-        EXPECT_EQ(state, kStatic);
-        expectNear(d, translated(10), 0);
-    }
+    // On a sample the stored matrix answers, channels or not.
+    State state = kStatic;
+    ASSERT_TRUE(c.get<TransformZelObj>(tr)->getTransformAtTime(1, hints, f, state));
+    EXPECT_EQ(f, std::vector<float>(16, 3.0f));
 }
 
 TEST(TransformZelObj, StoredMatricesAtSamplesAndBetween) {
@@ -166,11 +145,9 @@ TEST(TransformZelObj, StoredMatricesAtSamplesAndBetween) {
     EXPECT_EQ(state, kAnimated);
     const Matrix m3 = scaledAt(3);
     EXPECT_EQ(f, std::vector<float>(m3.begin(), m3.end()));
-    for (int order : {0, 1, 2, 3}) {  // within 0.001 of a sample: that sample, unchanged
-        hints.order = order;
-        ASSERT_TRUE(t->getTransformAtTime(1.0005f, hints, d, state));
-        EXPECT_EQ(d, scaledAt(1));
-    }
+    hints.order = 3;  // within 0.001 of a sample: that sample, unchanged
+    ASSERT_TRUE(t->getTransformAtTime(1.0005f, hints, d, state));
+    EXPECT_EQ(d, scaledAt(1));
     // Linear at 1.25 (t = 0.25): scale 2.25, translation (1.25, 1.75); quadratic and cubic
     // follow s² to 1.5625.
     hints.order = 1;

@@ -12,7 +12,6 @@ using F = std::vector<float>;
 TEST(BlendParameter, MeasuresAcrossFirstIntervalForLinearAndMiddleOneOtherwise) {
     EXPECT_EQ(blendParameter(1, 5.25f, {5.0f, 6.0f}), 0.25f);
     EXPECT_EQ(blendParameter(2, 5.25f, {4.0f, 5.0f, 6.0f}), 0.25f);
-    EXPECT_EQ(blendParameter(3, 5.25f, {4.0f, 5.0f, 6.0f, 7.0f}), 0.25f);
     // A run that starts at the later sample (non-uniform caches) gives a negative t.
     EXPECT_EQ(blendParameter(1, 5.5f, {6.0f, 7.0f}), -0.5f);
     // Zero-length intervals are not guarded.

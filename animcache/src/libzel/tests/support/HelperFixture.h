@@ -16,6 +16,14 @@
 
 namespace ZelTest {
 
+using State = Zel::ZelHelperObj::AnimationState;
+constexpr State kStatic = Zel::ZelHelperObj::kStatic;
+constexpr State kAnimated = Zel::ZelHelperObj::kAnimated;
+using Ints = std::vector<int>;
+using Floats = std::vector<float>;
+using Doubles = std::vector<double>;
+using Strings = std::vector<std::string>;
+
 class CacheBuilder {
   public:
     // `numSamples` samples from `firstTime`, `rate` per time unit; or non-uniform at `times`.
