@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 #include <ctime>
+#include <numeric>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -64,10 +65,8 @@ void build(ZelRwMemCache& c, const std::vector<float>& times, float base = 0, in
 }
 
 std::vector<float> range(int from, int to) {
-    std::vector<float> v;
-    for (int t = from; t < to; ++t) {
-        v.push_back(static_cast<float>(t));
-    }
+    std::vector<float> v(static_cast<size_t>(to - from));
+    std::iota(v.begin(), v.end(), static_cast<float>(from));
     return v;
 }
 
@@ -111,19 +110,16 @@ class RwMemCacheTest : public ::testing::Test {
     std::string path = dir.file("cache.zel");
 };
 
-TEST(RwMemCacheAlloc, ExistingTimesAndNewObjects) {
+TEST_F(RwMemCacheTest, AllocationFillsExistingSamplesAndInsertsOthersAfterReadingAll) {
     Probe n;
     build(n, {0, 1, 3});
     EXPECT_EQ(n.sampling(), "n=3 first=0 last=3 rate=0 times=0,1,3,");
     ZelGroupChunk* g = n.allocSample(1, 5);
     EXPECT_EQ(n.allocSample(1, 5), g);  // an existing sample hands back its group
-    EXPECT_EQ(n.getNumSamples(), 3);
-    ASSERT_EQ(n.getNumObjects(), 6);
+    ASSERT_EQ(n.getNumSamples() * 10 + n.getNumObjects(), 36);
     EXPECT_EQ(n.getName(2) + n.getName(5), "");
     EXPECT_EQ(n.allocSample(NAN, 0), nullptr);
-}
 
-TEST_F(RwMemCacheTest, InsertingReadsEverySampleBeforeIndicesMove) {
     {
         ZelRwMemCache w;
         build(w, range(0, 3));
@@ -158,8 +154,8 @@ TEST_F(RwMemCacheTest, InsertingReadsEverySampleBeforeIndicesMove) {
 }
 
 TEST(RwMemCacheSampling, ConversionsUseExactFloatSteps) {
-    // {allocation order, rate then, the table convertToNonUniformSampling makes, whether
-    // convertToUniformSampling succeeds then, the rate after it}
+    // Allocation order, the rate then, the table convertToNonUniformSampling makes, whether
+    // convertToUniformSampling succeeds then (emptying the table) and the rate after it.
     struct Case {
         std::vector<float> alloc;
         float rate;
@@ -182,14 +178,15 @@ TEST(RwMemCacheSampling, ConversionsUseExactFloatSteps) {
         {{16777220, 33554436, 3}, 0, {3, 16777220, 33554436}, true, 1 / 16777216.0f},
     };
     for (const Case& c : cases) {
+        SCOPED_TRACE(c.alloc[1]);
         Probe p;
         build(p, c.alloc, 0, 1);
-        EXPECT_EQ(p.getRate(), c.rate) << c.alloc[1];
+        EXPECT_EQ(p.getRate(), c.rate);
         p.convertToNonUniformSampling();
-        EXPECT_EQ(p.times(), c.table) << c.alloc[1];
-        EXPECT_EQ(p.convertToUniformSampling(), c.uniform) << c.alloc[1];
-        EXPECT_EQ(p.getRate(), c.after) << c.alloc[1];
-        EXPECT_EQ(p.times().empty(), c.uniform) << c.alloc[1];
+        EXPECT_EQ(p.times(), c.table);
+        EXPECT_EQ(p.convertToUniformSampling(), c.uniform);
+        EXPECT_EQ(p.getRate(), c.after);
+        EXPECT_EQ(p.times().empty(), c.uniform);
     }
 }
 
@@ -217,12 +214,11 @@ TEST(RwMemCacheEdit, TruncateAndShiftFirstTime) {
     EXPECT_FALSE(n.getKeepOpen());
 }
 
-TEST_F(RwMemCacheTest, NamesAndDirtyFlag) {
+TEST_F(RwMemCacheTest, EditsMarkTheCacheDirtyMetadataStringsDoNot) {
     ZelRwMemCache c;
     c.setApplication("app");
     c.setSpace(0);
-    EXPECT_FALSE(c.setAttrName(0, 0, "x"));
-    EXPECT_FALSE(c.isDirty());
+    EXPECT_FALSE(c.setAttrName(0, 0, "x") || c.isDirty());
     c.setName(1, "");  // adds two empty-named objects
     EXPECT_TRUE(c.isDirty());
     ASSERT_TRUE(c.saveAs(path.c_str()));
@@ -232,54 +228,28 @@ TEST_F(RwMemCacheTest, NamesAndDirtyFlag) {
     EXPECT_TRUE(c.isDirty());
     c.getMETAChunk().getDOBJ(0)->addAttr(false, "old", "int", kTypeInt32, 0, 0);
     EXPECT_TRUE(c.setAttrType(0, 0, "long"));
+    // The definition's index check reports and throws; the cache passes it on.
     testing::internal::CaptureStdout();
     EXPECT_THROW(c.setAttrName(0, 1, "x"), bool);
-    EXPECT_NE(testing::internal::GetCapturedStdout().find("DATR attribute index out of bounds"),
-              std::string::npos);
+    testing::internal::GetCapturedStdout();
 }
 
-TEST_F(RwMemCacheTest, SavedCacheReloadsValueForValue) {
+TEST_F(RwMemCacheTest, SaveRewritesThenAppendsNewSamplesIntoTheReserveInPlace) {
     ZelRwMemCache c;
-    build(c, {2, 2.5f, 3});
-    c.setSpace(0);
+    build(c, range(0, 10), 0, 1);
+    EXPECT_FALSE(c.save());  // no file name yet
     const int64 before = std::time(nullptr);
     bool saved = false, deleted = true;
     ASSERT_TRUE(c.saveAs(path.c_str(), &saved, &deleted));
     EXPECT_TRUE(saved && !deleted && !c.isDirty());
-
     ZelRoMemCache r;
     ASSERT_TRUE(r.load(path.c_str()));
-    EXPECT_EQ(r.getApplication() + r.getSourceFile() + r.getName(1), "rwtestscene.mab");
-    EXPECT_EQ(r.getSpace(), 0);
-    EXPECT_GE(r.getDateStamp(), before);
-    EXPECT_LE(r.getDateStamp(), std::time(nullptr));
-    EXPECT_EQ(r.getRate(), 2.0f);
-    expectFile(path, 3);
-
-    // Clean: nothing is written, not even a file that has gone.
-    ASSERT_EQ(std::remove(path.c_str()), 0);
-    ASSERT_TRUE(c.save(&saved, &deleted));
-    EXPECT_FALSE(saved);
-    EXPECT_FALSE(ZelFile::exists(path.c_str()));
-
-    // Another name always rewrites, and the cache then belongs to it.
-    build(c, {3.5f});
-    ASSERT_TRUE(c.saveAs((path + "2").c_str()));
-    EXPECT_EQ(c.getFilename(), path + "2");
-    expectFile(path + "2", 4);
-}
-
-TEST_F(RwMemCacheTest, AppendFillsTheReserveInPlace) {
-    ZelRwMemCache c;
-    build(c, range(0, 10), 0, 1);
-    EXPECT_FALSE(c.save());  // no file name yet
-    ASSERT_TRUE(c.saveAs(path.c_str()));
+    EXPECT_TRUE(r.getDateStamp() >= before && r.getDateStamp() <= std::time(nullptr));
     const std::vector<unsigned char> old = ZelTest::readFileBytes(path);
     const ChunkEntry oldJumps = chunks(path, "JSAM").at(0);
     EXPECT_EQ(jumpReserve(path), 100 * 8);  // at least 100
 
     build(c, range(10, 15), 0, 1);
-    bool saved = false;
     ASSERT_TRUE(c.save(&saved));
     EXPECT_TRUE(saved);
     // Every old sample stays where and as it was; the new ones follow the old end of file.
@@ -301,7 +271,6 @@ TEST_F(RwMemCacheTest, AppendFillsTheReserveInPlace) {
     c.truncate(4);
     build(c, range(5, 20), 1000, 1);
     ASSERT_TRUE(c.save());
-    ZelRoMemCache r;
     ASSERT_TRUE(r.load(path.c_str()));
     ASSERT_EQ(r.getNumSamples(), 20);
     EXPECT_EQ(posi(r, 4, 0), valueAt(4, 0));
@@ -315,6 +284,17 @@ TEST_F(RwMemCacheTest, AppendFillsTheReserveInPlace) {
     ASSERT_TRUE(c.save());
     ASSERT_TRUE(r.load(path.c_str()));
     EXPECT_NE(r.getSample(3, 1, makeTag("NOTE")), nullptr);
+
+    // Clean: nothing is written, not even a file that has gone. Another name always rewrites,
+    // and the cache then belongs to it.
+    ASSERT_EQ(std::remove(path.c_str()), 0);
+    ASSERT_TRUE(c.save(&saved, &deleted));
+    EXPECT_FALSE(saved || ZelFile::exists(path.c_str()));
+    build(c, {23}, 2000, 1);
+    ASSERT_TRUE(c.saveAs((path + "2").c_str()));
+    EXPECT_EQ(c.getFilename(), path + "2");
+    ASSERT_TRUE(r.load((path + "2").c_str()));
+    EXPECT_EQ(posi(r, 23, 0), valueAt(23, 0, 2000));
 }
 
 TEST_F(RwMemCacheTest, AppendRefusesWhatItCannotAddInPlace) {
@@ -334,6 +314,7 @@ TEST_F(RwMemCacheTest, AppendRefusesWhatItCannotAddInPlace) {
         {1, [](ZelRwMemCache& c) { c.shiftFirstTimeTo(0.25f); }, 10, 0},
     };
     for (const Case& k : cases) {
+        SCOPED_TRACE(testing::Message() << k.next << ' ' << k.samples);
         ZelRwMemCache c;
         build(c, k.samples == 0 ? std::vector<float>{0, 0.5f, 2} : range(0, 10), 0, k.objects);
         ASSERT_TRUE(c.saveAs(path.c_str()));
@@ -342,8 +323,8 @@ TEST_F(RwMemCacheTest, AppendRefusesWhatItCannotAddInPlace) {
             k.change(c);
         }
         build(c, {k.next}, 0, k.objects);
-        EXPECT_FALSE(c.append()) << k.next << ' ' << k.samples;
-        EXPECT_EQ(ZelTest::readFileBytes(path), before) << k.next << ' ' << k.samples;
+        EXPECT_FALSE(c.append());
+        EXPECT_EQ(ZelTest::readFileBytes(path), before);
         if (k.samples != 0) {
             ASSERT_TRUE(c.save());
             EXPECT_EQ(jumpReserve(path), 100 * 8);  // a fresh section
@@ -352,12 +333,13 @@ TEST_F(RwMemCacheTest, AppendRefusesWhatItCannotAddInPlace) {
     }
 
     // A non-uniform file whose times are evenly spaced: the cache turns uniform on saving, and
-    // the file's time table cannot take uniform samples.
+    // the file's time table cannot take uniform samples. Equal times have no rate: such a cache
+    // is saved non-uniform, not with an infinite rate.
     ZelMETAChunk meta;
     meta.numSamples = 2;
     meta.firstTime = meta.rate = 0;
     meta.lastTime = 1;
-    meta.date = 1;
+    meta.date = 1;  // with the strings, what makes the metadata's length estimate exact
     meta.application = "rwtest";
     meta.sourceFile = "scene.ma";
     meta.addDOBJ("a");
@@ -366,14 +348,11 @@ TEST_F(RwMemCacheTest, AppendRefusesWhatItCannotAddInPlace) {
     ASSERT_TRUE(c.load(path.c_str()));
     build(c, {2}, 0, 1);
     EXPECT_FALSE(c.append());
-    ASSERT_TRUE(c.save());
-    ASSERT_TRUE(c.load(path.c_str()));
+    ASSERT_TRUE(c.save() && c.load(path.c_str()));
     EXPECT_EQ(c.getRate(), 1.0f);
-    // Equal times have no rate: such a cache is saved non-uniform, not with an infinite rate.
     meta.lastTime = 0;
     ASSERT_TRUE(ZelTest::writeCacheFile(path, meta, nullptr, {0, 0}));
-    ASSERT_TRUE(c.load(path.c_str()));
-    ASSERT_TRUE(c.saveAs((path + "2").c_str()));
+    ASSERT_TRUE(c.load(path.c_str()) && c.saveAs((path + "2").c_str()));
     ASSERT_TRUE(c.load((path + "2").c_str()));
     EXPECT_EQ(c.getRate(), 0.0f);
 }
@@ -415,11 +394,11 @@ TEST_F(RwMemCacheTest, DamagedFileMakesAppendFailAndSaveRewrite) {
     const int64 sams = chunks(path, "SAMS").at(0).offset, jsam = chunks(path, "JSAM").at(0).offset;
     // {offset, value}: lengths at header offset + 8, the first jump entry at JSAM + 16, the
     // reserve's length behind the ten jump entries. The last is a reserve said to reach into the
-    // samples, which a large append would overwrite.
-    const int64 damages[][2] = {{sams + 8, 0},         {sams + 8, int64(1) << 40},
-                                {jsam + 8, 1LL << 60}, {jsam + 8, 12},
-                                {jsam + 16, 4},        {24 + 8, 3},
-                                {jsam + 96 + 8, -8},   {jsam + 96 + 8, 200 * 8}};
+    // samples, which a large append would overwrite. Which table lengths are unreadable is for
+    // the format's decoder tests.
+    const int64 damages[][2] = {
+        {sams + 8, 0}, {sams + 8, int64(1) << 40}, {jsam + 8, 1LL << 60},   {jsam + 16, 4},
+        {24 + 8, 3},   {jsam + 96 + 8, -8},        {jsam + 96 + 8, 200 * 8}};
     for (const auto& d : damages) {
         std::vector<unsigned char> bad = good;
         std::memcpy(bad.data() + d[0], &d[1], sizeof(int64));
