@@ -214,26 +214,6 @@ TEST(RwMemCacheEdit, TruncateAndShiftFirstTime) {
     EXPECT_FALSE(n.getKeepOpen());
 }
 
-TEST_F(RwMemCacheTest, EditsMarkTheCacheDirtyMetadataStringsDoNot) {
-    ZelRwMemCache c;
-    c.setApplication("app");
-    c.setSpace(0);
-    EXPECT_FALSE(c.setAttrName(0, 0, "x") || c.isDirty());
-    c.setName(1, "");  // adds two empty-named objects
-    EXPECT_TRUE(c.isDirty());
-    ASSERT_TRUE(c.saveAs(path.c_str()));
-    c.setName(1, "");
-    EXPECT_FALSE(c.isDirty());
-    EXPECT_FALSE(c.setAttrName(1, 0, "x"));  // no attribute definition, dirty all the same
-    EXPECT_TRUE(c.isDirty());
-    c.getMETAChunk().getDOBJ(0)->addAttr(false, "old", "int", kTypeInt32, 0, 0);
-    EXPECT_TRUE(c.setAttrType(0, 0, "long"));
-    // The definition's index check reports and throws; the cache passes it on.
-    testing::internal::CaptureStdout();
-    EXPECT_THROW(c.setAttrName(0, 1, "x"), bool);
-    testing::internal::GetCapturedStdout();
-}
-
 TEST_F(RwMemCacheTest, SaveRewritesThenAppendsNewSamplesIntoTheReserveInPlace) {
     ZelRwMemCache c;
     build(c, range(0, 10), 0, 1);
@@ -421,24 +401,27 @@ TEST_F(RwMemCacheTest, DamagedFileMakesAppendFailAndSaveRewrite) {
     expectFile(path, 12);
 }
 
-TEST_F(RwMemCacheTest, CacheWithoutObjectsDeletesItsFile) {
-    bool saved = true, deleted = true;
+TEST_F(RwMemCacheTest, EditsMarkDirtyObjectsWithoutSamplesSaveMetadataWithoutObjectsDelete) {
     ZelRwMemCache c;
-    ASSERT_TRUE(c.saveAs(path.c_str(), &saved, &deleted));
-    EXPECT_FALSE(saved || deleted);
-    build(c, range(0, 2));
+    c.setApplication("app");
+    c.setSpace(0);
+    EXPECT_FALSE(c.setAttrName(0, 0, "x") || c.isDirty());
+    c.setName(1, "");  // adds two empty-named objects
+    EXPECT_TRUE(c.isDirty());
     ASSERT_TRUE(c.saveAs(path.c_str()));
-    c.deleteCache();
-    EXPECT_EQ(c.getFilename(), path);
-    ASSERT_TRUE(c.saveAs(path.c_str(), &saved, &deleted));
-    EXPECT_TRUE(!saved && deleted);
-    EXPECT_FALSE(ZelFile::exists(path.c_str()));
-
+    c.setName(1, "");
+    EXPECT_FALSE(c.isDirty());
+    EXPECT_FALSE(c.setAttrName(1, 0, "x"));  // no attribute definition, dirty all the same
+    EXPECT_TRUE(c.isDirty());
+    c.getMETAChunk().getDOBJ(0)->addAttr(false, "old", "int", kTypeInt32, 0, 0);
+    EXPECT_TRUE(c.setAttrType(0, 0, "long"));
+    // The definition's index check reports and throws; the cache passes it on.
+    testing::internal::CaptureStdout();
+    EXPECT_THROW(c.setAttrName(0, 1, "x"), bool);
+    testing::internal::GetCapturedStdout();
     // Objects without samples: metadata only, also through append.
-    c.setName(0, "single");
-    ASSERT_TRUE(c.saveAs(path.c_str()));
     ASSERT_TRUE(c.append());
-    EXPECT_EQ(chunks(path, "SAMS").size() + chunks(path, "DOBJ").size(), 1u);
+    EXPECT_EQ(chunks(path, "SAMS").size() + chunks(path, "DOBJ").size(), 2u);
     // A name that cannot be written (a directory): append leaves the date stamp alone, and an
     // empty cache cannot delete it but still answers true.
     ASSERT_EQ(std::remove(path.c_str()), 0);
@@ -446,9 +429,20 @@ TEST_F(RwMemCacheTest, CacheWithoutObjectsDeletesItsFile) {
     c.getMETAChunk().date = 0;
     EXPECT_FALSE(c.append());
     EXPECT_EQ(c.getDateStamp(), 0);
+    bool saved = true, deleted = true;
     ASSERT_TRUE(ZelRwMemCache().saveAs(path.c_str(), &saved, &deleted));
-    EXPECT_FALSE(deleted);
-    rmdir(path.c_str());
+    EXPECT_FALSE(saved || deleted);
+    ASSERT_EQ(rmdir(path.c_str()), 0);
+
+    // Without objects the cache deletes its file, keeping the name.
+    build(c, range(0, 2));
+    ASSERT_TRUE(c.saveAs(path.c_str()));
+    c.deleteCache();
+    EXPECT_EQ(c.getFilename(), path);
+    ASSERT_TRUE(c.saveAs(path.c_str(), &saved, &deleted));
+    EXPECT_TRUE(!saved && deleted && !ZelFile::exists(path.c_str()));
+    ASSERT_TRUE(c.saveAs(path.c_str(), &saved, &deleted));  // nothing left to delete
+    EXPECT_FALSE(saved || deleted);
 }
 
 TEST_F(RwMemCacheTest, LoadedCacheExtendsItsFile) {
