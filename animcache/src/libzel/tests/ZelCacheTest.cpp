@@ -27,11 +27,14 @@ constexpr uint32 kPOSI = makeTag("POSI"), kVELO = makeTag("VELO"), kTOPO = makeT
 // sample; each object's group holds "POSI" {sample, object}, "VELO" {100 sample + object},
 // "POSI" {sample + 0.5} (and "TOPO").
 struct Shape {
-    int64 numSamples = 3;
-    float first = 0, last = 2, rate = 1;
-    F times;                      // each section's slice goes in its "TIMS" when not empty
-    std::vector<int> sections;    // samples per section; empty: one of numSamples; {0}: none
-    bool noteBeforeJOBJ = false;  // an unrelated chunk ahead of each sample's "JOBJ"
+    Shape(int64 n = 3, float a = 0, float b = 2, float r = 1, F t = {}, std::vector<int> s = {},
+          bool note = false)
+        : numSamples(n), first(a), last(b), rate(r), times(t), sections(s), noteBeforeJOBJ(note) {}
+    int64 numSamples;
+    float first, last, rate;
+    F times;                    // each section's slice goes in its "TIMS" when not empty
+    std::vector<int> sections;  // samples per section; empty: one of numSamples; {0}: none
+    bool noteBeforeJOBJ;        // an unrelated chunk ahead of each sample's "JOBJ"
 };
 
 // Where the writer put each "SAMS", "JSAM", "SAMP" and "JOBJ" header, for tests that damage them.
@@ -44,10 +47,8 @@ Layout writeCache(const std::string& path, const Shape& shape) {
     ZelFile f(path.c_str(), "w");
     ZelDZELChunk().write(f);
     ZelMETAChunk meta;
-    meta.numSamples = shape.numSamples;
-    meta.firstTime = shape.first;
-    meta.lastTime = shape.last;
-    meta.rate = shape.rate;
+    std::tie(meta.numSamples, meta.firstTime, meta.lastTime, meta.rate) =
+        std::tie(shape.numSamples, shape.first, shape.last, shape.rate);
     ZelDOBJChunk* d = meta.addDOBJ("obj0");
     d->addAttr(true, "a0", "t0", kTypeFloat, 0, 0);
     d->addAttr(true, "a1", "t1", kTypeFloat, 0, 0);
@@ -299,15 +300,15 @@ TEST(ZelCacheTimes, UniformArithmeticIsExactSinglePrecision) {
     const float nan = std::nanf("");
     Probe c;
     ZelMETAChunk& m = c.getMETAChunk();
+    const auto sampling = [&m](int64 n, float first, float last, float rate) {
+        std::tie(m.numSamples, m.firstTime, m.lastTime, m.rate) = std::tie(n, first, last, rate);
+    };
     for (const float rate : {1.0f, 0.0f}) {
         m.rate = rate;
         expectIndices(c, {0, -1, -1, -1});
         EXPECT_TRUE(std::isnan(c.getSampleTime(0)));
     }
-    m.numSamples = 5;
-    m.firstTime = 0;
-    m.lastTime = 1;
-    m.rate = 4;
+    sampling(5, 0, 1, 4);
     expectIndices(c, {0.5f, 2, 2,  2,  0.6f, -1, 2, 3,  7, -1, 4,   -1, -3, -1,
                       -1,   0, -1, -1, -1,   0,  2, -1, 4, -1, nan, -1, -1, -1});
     EXPECT_EQ(c.getSampleTime(4), 1.0f);
@@ -318,24 +319,16 @@ TEST(ZelCacheTimes, UniformArithmeticIsExactSinglePrecision) {
     EXPECT_EQ(bits, 0x7FC00000u);
 
     // 1 + 1/3 is 1.33333337f; (1.33333337f - 1) * 3 is 1 + 2^-23, not a whole index.
-    m.firstTime = 1;
-    m.lastTime = 2;
-    m.rate = 3;
-    m.numSamples = 4;
+    sampling(4, 1, 2, 3);
     EXPECT_EQ(c.getSampleTime(1), 1.33333337f);
     EXPECT_EQ(c.getSampleIndex(c.getSampleTime(1)), -1);
     // 5 * (1/25f) rounds to 0.199999988f, below 5/25f = 0.2f: the last sample has no time.
-    m.firstTime = 0;
-    m.lastTime = 5 * (1 / 25.0f);
-    m.rate = 25;
-    m.numSamples = 6;
+    sampling(6, 0, 5 * (1 / 25.0f), 25);
     EXPECT_EQ(c.getSampleTime(4), 4 / 25.0f);
     EXPECT_TRUE(std::isnan(c.getSampleTime(5)));
 
     // Non-uniform: between two samples the answer is the later one, the uniform one the earlier.
-    m.numSamples = 3;
-    m.lastTime = 3;
-    m.rate = 0;
+    sampling(3, 0, 3, 0);
     c.times() = {0, 1, 3};
     expectIndices(c, {1,  1,  1,  1, 2,    -1, 2, 2,  9,   -1, 2,  -1,
                       -9, -1, -1, 0, 3.5f, -1, 2, -1, nan, -1, -1, -1});

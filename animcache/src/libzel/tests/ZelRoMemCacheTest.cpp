@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "Zel.h"
@@ -69,10 +70,7 @@ std::vector<T> values(const ZelChunk* c) {
 //  4 "dbl":    POSI 24 doubles 3d; no attributes.
 void writeTestCache(const std::string& path) {
     ZelMETAChunk meta;
-    meta.numSamples = 4;
-    meta.firstTime = 0;
-    meta.lastTime = 3;
-    meta.rate = 1;
+    std::tie(meta.numSamples, meta.firstTime, meta.lastTime, meta.rate) = std::tuple(4, 0, 3, 1);
     ZelDOBJChunk* mesh = meta.addDOBJ("mesh");
     mesh->addAttr(true, "a0", "float", kTypeFloat, 0, 0);
     mesh->addAttr(true, "a1", "int", kTypeInt32, 0, 0);

@@ -8,6 +8,7 @@
 #include <numeric>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "Zel.h"
@@ -312,9 +313,7 @@ TEST_F(RwMemCacheTest, AppendRefusesWhatItCannotAddInPlace) {
     // the file's time table cannot take uniform samples. Equal times have no rate: such a cache
     // is saved non-uniform, not with an infinite rate.
     ZelMETAChunk meta;
-    meta.numSamples = 2;
-    meta.firstTime = meta.rate = 0;
-    meta.lastTime = 1;
+    std::tie(meta.numSamples, meta.firstTime, meta.lastTime, meta.rate) = std::tuple(2, 0, 1, 0);
     meta.date = 1;  // with the strings, what makes the metadata's length estimate exact
     meta.application = "rwtest";
     meta.sourceFile = "scene.ma";
