@@ -129,8 +129,8 @@ TEST_F(RoMemCacheTest, LimitEvictsLeastRecentlyUsedSamples) {
         // Loading reads nothing. 1 is the least recently used when 2 comes; a second object of a
         // sample costs nothing; evicting the table's last sample shortens the table.
         {2, false, "r0:0/4 r0/1:0/4 r1:01/4 r0:01/4 r2:02/4 r1:12/4 r3:13/4 r1:13/4 r0:01/2", 2},
-        {1, false, "r3:3/4 r3/4:3/4 r2:2/3 l:/4 r1:1/4 r0:0/4 f:/0",
-         1},  // the limit outlives loads
+        // The limit outlives loads, failed ones too.
+        {1, false, "r3:3/4 r3/4:3/4 r2:2/3 l:/4 r1:1/4 r0:0/4 f:/0", 1},
         // Samples read without a limit are never listed, so never evicted; lowering the limit
         // evicts from the back of the list (2 1 0), raising it evicts nothing, 0 evicts all.
         {0, false, "r3:3/4 m3:3/4 r0:03/4 r1:013/4 r2:0123/4 m1:23/4 m2:23/4 r0:023/4 m0:3/4", 0},
