@@ -22,27 +22,24 @@ namespace {
 constexpr uint32 kPOSI = makeTag("POSI"), kVELO = makeTag("VELO"), kTOPO = makeTag("TOPO"),
                  kNOTE = makeTag("NOTE"), kDATR = makeTag("DATR");
 
-// What a test file holds. Object 0 has two animated and one static attribute; object 1 has a
-// static "TOPO" in its definition and in every sample; each object's group holds "POSI"
-// {sample, object}, "VELO" {100 sample + object}, "POSI" {sample + 0.5} (and "TOPO").
+// What a test file holds, written chunk by chunk without the section writer. Object 0 lists two
+// animated and one static attribute; object 1 has a static "TOPO" in its definition and in every
+// sample; each object's group holds "POSI" {sample, object}, "VELO" {100 sample + object},
+// "POSI" {sample + 0.5} (and "TOPO").
 struct Shape {
     Shape(int64 n = 3, float a = 0, float b = 2, float r = 1, F t = {}, std::vector<int> s = {},
-          std::vector<std::string> o = {"obj0", "obj1", "obj2"})
-        : numSamples(n), first(a), last(b), rate(r), times(t), sections(s), objects(o) {}
+          bool note = false)
+        : numSamples(n), first(a), last(b), rate(r), times(t), sections(s), noteBeforeJOBJ(note) {}
     int64 numSamples;
     float first, last, rate;
     F times;                    // each section's slice goes in its "TIMS" when not empty
-    std::vector<int> sections;  // samples per section; empty means one with numSamples
-    std::vector<std::string> objects;
-    int64 reserve = 0;            // "FREE" entries after the tables
-    bool noteBeforeJOBJ = false;  // an unrelated chunk ahead of each sample's "JOBJ"
-    bool samples = true;          // false: "DZEL" and "META" only
+    std::vector<int> sections;  // samples per section; empty: one of numSamples; {0}: none
+    bool noteBeforeJOBJ;        // an unrelated chunk ahead of each sample's "JOBJ"
 };
 
-// Where the writer put things, for tests that damage them.
+// Where the writer put each "SAMS", "JSAM", "SAMP" and "JOBJ" header, for tests that damage them.
 struct Layout {
     std::vector<int64> sams, jsam, samp, jobj;
-    std::vector<std::vector<int64>> sobj;
 };
 
 Layout writeCache(const std::string& path, const Shape& shape) {
@@ -50,47 +47,33 @@ Layout writeCache(const std::string& path, const Shape& shape) {
     ZelFile f(path.c_str(), "w");
     ZelDZELChunk().write(f);
     ZelMETAChunk meta;
-    meta.numSamples = shape.numSamples;
-    meta.firstTime = shape.first;
-    meta.lastTime = shape.last;
-    meta.rate = shape.rate;
-    meta.application = "app";
-    meta.sourceFile = "scene";
-    meta.date = 1234;
-    meta.space = 0;
-    for (const std::string& name : shape.objects) {
-        ZelDOBJChunk* d = meta.addDOBJ(name.c_str());
-        if (meta.getNumObjects() == 1) {
-            d->addAttr(true, "a0", "t0", kTypeFloat, 0, 0);
-            d->addAttr(true, "a1", "t1", kTypeFloat, 0, 0);
-            d->addAttr(false, "s0", "ts", kTypeInt32, 0, 0);
-        } else if (meta.getNumObjects() == 2) {
-            d->addChild(new ZelLeafChunk<int>(kTOPO, std::vector<int>{1, 2, 3}));
-        }
-    }
+    std::tie(meta.numSamples, meta.firstTime, meta.lastTime, meta.rate) =
+        std::tie(shape.numSamples, shape.first, shape.last, shape.rate);
+    ZelDOBJChunk* d = meta.addDOBJ("obj0");
+    d->addAttr(true, "a0", "t0", kTypeFloat, 0, 0);
+    d->addAttr(true, "a1", "t1", kTypeFloat, 0, 0);
+    d->addAttr(false, "s0", "ts", kTypeInt32, 0, 0);
+    meta.addDOBJ("obj1")->addChild(new ZelLeafChunk<int>(kTOPO, std::vector<int>{1, 2, 3}));
+    meta.addDOBJ("obj2");
     EXPECT_TRUE(meta.write(f));
     std::vector<int> sections = shape.sections;
-    if (sections.empty() && shape.samples) {
+    if (sections.empty()) {
         sections.push_back(static_cast<int>(shape.numSamples));
     }
-    const uint32 FREE = makeTag("FREE");
     int s = 0;
     for (const int count : sections) {
+        if (count == 0) {
+            continue;
+        }
         at.sams.push_back(f.tell());
         f.startGroup(ZelHeader(makeTag("SAMS"), kTypeGroup, 0));
         if (!shape.times.empty()) {
             const size_t end = std::min(shape.times.size(), static_cast<size_t>(s + count));
             f.writeChunk(makeTag("TIMS"), F(shape.times.begin() + s, shape.times.begin() + end));
-            if (shape.reserve > 0) {
-                f.writeChunk(ZelHeader(FREE, kTypeUndef, shape.reserve * 4), nullptr);
-            }
         }
         at.jsam.push_back(f.tell());
         std::vector<int64> jumps(static_cast<size_t>(count));
         f.writeChunk(makeTag("JSAM"), jumps);
-        if (shape.reserve > 0) {
-            f.writeChunk(ZelHeader(FREE, kTypeUndef, shape.reserve * 8), nullptr);
-        }
         for (int k = 0; k < count; ++k, ++s) {
             jumps[static_cast<size_t>(k)] = f.tell();
             at.samp.push_back(f.tell());
@@ -99,7 +82,7 @@ Layout writeCache(const std::string& path, const Shape& shape) {
                 f.writeChunk(kNOTE, "note");
             }
             at.jobj.push_back(f.tell());
-            std::vector<int64> offsets(shape.objects.size());
+            std::vector<int64> offsets(3);
             f.writeChunk(makeTag("JOBJ"), offsets);
             for (size_t o = 0; o < offsets.size(); ++o) {
                 offsets[o] = f.tell();
@@ -114,7 +97,6 @@ Layout writeCache(const std::string& path, const Shape& shape) {
             }
             f.endGroup();
             f.writeChunk(makeTag("JOBJ"), offsets, at.jobj.back());
-            at.sobj.push_back(offsets);
         }
         f.endGroup();
         f.writeChunk(makeTag("JSAM"), jumps, at.jsam.back());
@@ -131,7 +113,6 @@ void patch(const std::string& path, int64 offset, V value) {
 
 // Opens up the protected state and reads for the tests.
 struct Probe : ZelCache {
-    using ZelCache::compareNames;
     using ZelCache::findChunk;
     using ZelCache::getUpdate;
     using ZelCache::loadObjectSample;
@@ -190,105 +171,91 @@ Bytes operator+(Bytes a, const Bytes& b) {
     return a;
 }
 
+// A loaded cache of the default shape: three samples at times 0 to 2 of three objects.
+class LoadedCache : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        at = writeCache(p, Shape());
+        ASSERT_TRUE(c.load(p.c_str()));
+    }
+    ZelTest::TempDir dir;
+    const std::string p = dir.file("c.zel");
+    Layout at;
+    Probe c;
+};
+
 }  // namespace
 
 TEST(ZelCacheLoad, ReportsEveryFailureWithItsLineAndLeavesTheCacheEmpty) {
     ZelTest::TempDir dir;
     const std::string p = dir.file("c.zel");
     expectLoadFailure(dir.file("missing.zel"), "error opening file, Not a Zel file");
-    ZelTest::writeFileBytes(p, header("DZEL", kTypeInt64, 4) + Bytes(4, 0));
-    expectLoadFailure(p, "error reading DZEL chunk");
-    Shape none;
-    none.samples = false;
-    writeCache(p, none);
-    const Bytes withMeta = ZelTest::readFileBytes(p);
-    const Bytes dzel(withMeta.begin(), withMeta.begin() + 24);
-    const Bytes badSkip = header("XTRA", kTypeUndef, -1);
-    const Bytes sams = header("SAMS", kTypeGroup, 1000);
+    const auto written = [&p](const Shape& shape) {
+        writeCache(p, shape);
+        return ZelTest::readFileBytes(p);
+    };
+    // "DZEL" and a "META" announcing 3 samples at times 0, 1, 2, without samples.
+    const Bytes meta = written({3, 0, 2, 1, {}, {0}}), dzel(meta.begin(), meta.begin() + 24);
+    const Bytes badSkip = header("XTRA", kTypeUndef, -1), sams = header("SAMS", kTypeGroup, 1000);
     const Bytes jsam = header("JSAM", kTypeInt64, 24) + Bytes(24, 0);
-    const Bytes tims = header("TIMS", kTypeFloat, 12) + Bytes(12, 0);
     const Bytes samp = header("SAMP", kTypeGroup, 0);
-    const Bytes meta = withMeta;
+    // Which table lengths are unreadable is for the format's decoder tests; one of each here.
     const struct {
         Bytes file;
         const char* message;
     } bad[] = {
+        {header("DZEL", kTypeInt64, 4) + Bytes(4, 0), "error reading DZEL chunk"},
         {dzel, "missing META chunk"},
         {dzel + badSkip, "error skipping chunk"},
-        {Bytes(withMeta.begin(), withMeta.end() - 1), "error reading META chunk"},
+        {Bytes(meta.begin(), meta.end() - 1), "error reading META chunk"},
         {meta, "missing next SAMS chunk for sample "},
         {meta + badSkip, "error skipping chunk"},
-        // Hand-made sections after a META announcing 3 samples at times 0, 1, 2.
-        {meta + sams + header("TIMS", kTypeFloat, 1 << 20), "error reading TIMS chunk"},
-        {meta + sams + header("TIMS", kTypeFloat, -4), "error reading TIMS chunk"},
         {meta + sams + header("TIMS", kTypeFloat, 6) + Bytes(8, 0), "error reading TIMS chunk"},
         {meta + sams + header("JSAM", kTypeInt64, int64(1) << 40), "error reading JSAM chunk"},
-        {meta + sams + header("JSAM", kTypeInt64, 12) + Bytes(16, 0), "error reading JSAM chunk"},
         {meta + sams + jsam + header("FREE", kTypeUndef, -8), "error skipping FREE chunk"},
         {meta + sams + samp, "missing JSAM chunk"},
         {meta + sams + header("JSAM", kTypeInt64, 0) + samp, "no entries in jump table"},
-        {meta + sams + tims + jsam + samp, "unexpected TIMS chunk"},
+        {meta + sams + header("TIMS", kTypeFloat, 12) + Bytes(12, 0) + jsam + samp,
+         "unexpected TIMS chunk"},
+        // Files from the writer that disagree with their metadata.
+        {written({3, 0, 2, 0}), "missing TIMS chunk"},
+        {written({3, 0, 2, 0, {0, 1}}), "jump table and time table size mismatch"},
+        {written({3, 0, 2, 0, {0.5f, 1, 2}}), "first time is wrong"},
+        {written({3, 0, 2, 0, {0, 1, std::nextafter(2.0f, 3.0f)}}), "last time is wrong"},
+        {written({3, 0, 2, 1, {}, {4}}), "number of samples is wrong"},
+        {written({9, 1, 10, 1}), "number of samples is wrong"},  // 1 to 10 at rate 1: ten
     };
     for (const auto& b : bad) {
         ZelTest::writeFileBytes(p, b.file);
         expectLoadFailure(p, b.message);
     }
-    // Files from the writer that disagree with their metadata.
-    const struct {
-        Shape shape;
-        const char* message;
-    } wrong[] = {
-        {{3, 0, 2, 0}, "missing TIMS chunk"},
-        {{3, 0, 2, 0, {0, 1}}, "jump table and time table size mismatch"},
-        {{3, 0, 2, 0, {0.5f, 1, 2}}, "first time is wrong"},
-        {{3, 0, 2, 0, {0, 1, std::nextafter(2.0f, 3.0f)}}, "last time is wrong"},
-        {{3, 0, 2, 1, {}, {4}}, "number of samples is wrong"},
-        {{9, 1, 10, 1}, "number of samples is wrong"},
-    };
-    for (const auto& w : wrong) {
-        writeCache(p, w.shape);
-        expectLoadFailure(p, w.message);
-    }
     // A section whose end lies before what was scanned would be read again: refused.
-    for (const int64 length : {int64(-16), int64(8)}) {
-        const Layout at = writeCache(p, {3, 0, 2, 1, {}, {2, 1}});
-        patch(p, at.sams[0] + 8, length);
-        expectLoadFailure(p, "error seeking file");
-    }
+    const Layout at = writeCache(p, {3, 0, 2, 1, {}, {2, 1}});
+    patch(p, at.sams[0] + 8, int64(8));
+    expectLoadFailure(p, "error seeking file");
 }
 
-TEST(ZelCacheLoad, AcceptsValidLayoutsAndKeepsTheirMetadata) {
+TEST(ZelCacheLoad, AcceptsValidLayoutsWithoutVisitingSurplusSections) {
     ZelTest::TempDir dir;
     const std::string p = dir.file("c.zel");
-    Shape none{0};
-    none.samples = false;
-    writeCache(p, none);
+    writeCache(p, {0, 0, 2, 1, {}, {0}});
     bool ok = false;
     ZelCache empty(p.c_str(), true, &ok);
-    EXPECT_TRUE(ok);
-    EXPECT_FALSE(empty.isAnimated());
+    EXPECT_TRUE(ok && !empty.isAnimated());
     EXPECT_EQ(empty.getNumObjects(), 3);
 
+    // Reads reopen the closed file and close it again.
     writeCache(p, {10, 1, 10, 1});
     Probe c;
     ASSERT_TRUE(c.load(p.c_str(), false));
     EXPECT_FALSE(c.file().isOpen() || c.getKeepOpen() || c.isNonUniform());
-    EXPECT_TRUE(c.isAnimated());
-    EXPECT_EQ(std::make_tuple(c.getFilename(), c.getVersion(), c.getApplication(),
-                              c.getSourceFile(), c.getDateStamp(), c.getSpace(), c.getNumSamples(),
-                              c.getDZELChunk().getVersion()),
-              std::make_tuple(p, 2, std::string("app"), std::string("scene"), int64(1234), 0, 10,
-                              int64(2)));
-    // Reads reopen the closed file and close it again.
+    EXPECT_TRUE(c.isAnimated() && c.getFilename() == p && c.getVersion() == 2);
     EXPECT_EQ(posi(c, 9, 2), (F{9, 2}));
     EXPECT_FALSE(c.file().isOpen());
 
-    // Tables over several sections, with reserve and unrelated chunks; the third section is
-    // damaged but never visited, because the first two already hold every sample.
-    Shape multi{5, 0, 7, 0, {0, 1, 3, 4, 7, 8}, {2, 3, 1}};
-    multi.reserve = 2;
-    multi.noteBeforeJOBJ = true;
-    const Layout at = writeCache(p, multi);
+    // Tables over several sections, with unrelated chunks ahead of the object tables; the third
+    // section is damaged but never visited, because the first two already hold every sample.
+    const Layout at = writeCache(p, {5, 0, 7, 0, {0, 1, 3, 4, 7, 8}, {2, 3, 1}, true});
     patch(p, at.jsam[2] + 8, int64(-8));
     ASSERT_TRUE(c.load(p.c_str()));
     EXPECT_TRUE(c.file().isOpen() && c.isNonUniform());
@@ -296,26 +263,15 @@ TEST(ZelCacheLoad, AcceptsValidLayoutsAndKeepsTheirMetadata) {
     EXPECT_EQ(posi(c, 1, 0), (F{1, 0}));
     EXPECT_EQ(posi(c, 4, 1), (F{4, 1}));
 
-    EXPECT_TRUE(c.setKeepOpen(false));
-    EXPECT_FALSE(c.file().isOpen());
-    EXPECT_TRUE(c.close());
-    EXPECT_EQ(c.getNumSamples(), 5);
-    c.reset();
-    EXPECT_EQ(c.getNumSamples(), 0);
-    EXPECT_TRUE(c.getKeepOpen());
-    EXPECT_TRUE(std::isinf(c.getFirstTime()));
+    EXPECT_TRUE(c.setKeepOpen(false) && !c.file().isOpen());
 }
 
-TEST(ZelCacheLoad, UpdateFlagOpensWritableFilesForUpdate) {
-    ZelTest::TempDir dir;
-    const std::string p = dir.file("c.zel");
-    writeCache(p, Shape());
+TEST_F(LoadedCache, UpdateFlagOpensWritableFilesForUpdate) {
     // A header-only chunk appended at the end: possible only on a stream open for update.
     const int64 end = static_cast<int64>(ZelTest::readFileBytes(p).size());
     const ZelHeader freeChunk;
-    Probe reader, updater;
-    ASSERT_TRUE(reader.load(p.c_str()));
-    EXPECT_FALSE(reader.file().writeChunk(freeChunk, nullptr, end));
+    EXPECT_FALSE(c.file().writeChunk(freeChunk, nullptr, end));
+    Probe updater;
     updater.setUpdate(true);
     ASSERT_TRUE(updater.load(p.c_str()));
     EXPECT_TRUE(updater.file().writeChunk(freeChunk, nullptr, end));
@@ -344,15 +300,15 @@ TEST(ZelCacheTimes, UniformArithmeticIsExactSinglePrecision) {
     const float nan = std::nanf("");
     Probe c;
     ZelMETAChunk& m = c.getMETAChunk();
+    const auto sampling = [&m](int64 n, float first, float last, float rate) {
+        std::tie(m.numSamples, m.firstTime, m.lastTime, m.rate) = std::tie(n, first, last, rate);
+    };
     for (const float rate : {1.0f, 0.0f}) {
         m.rate = rate;
         expectIndices(c, {0, -1, -1, -1});
         EXPECT_TRUE(std::isnan(c.getSampleTime(0)));
     }
-    m.numSamples = 5;
-    m.firstTime = 0;
-    m.lastTime = 1;
-    m.rate = 4;
+    sampling(5, 0, 1, 4);
     expectIndices(c, {0.5f, 2, 2,  2,  0.6f, -1, 2, 3,  7, -1, 4,   -1, -3, -1,
                       -1,   0, -1, -1, -1,   0,  2, -1, 4, -1, nan, -1, -1, -1});
     EXPECT_EQ(c.getSampleTime(4), 1.0f);
@@ -363,24 +319,16 @@ TEST(ZelCacheTimes, UniformArithmeticIsExactSinglePrecision) {
     EXPECT_EQ(bits, 0x7FC00000u);
 
     // 1 + 1/3 is 1.33333337f; (1.33333337f - 1) * 3 is 1 + 2^-23, not a whole index.
-    m.firstTime = 1;
-    m.lastTime = 2;
-    m.rate = 3;
-    m.numSamples = 4;
+    sampling(4, 1, 2, 3);
     EXPECT_EQ(c.getSampleTime(1), 1.33333337f);
     EXPECT_EQ(c.getSampleIndex(c.getSampleTime(1)), -1);
     // 5 * (1/25f) rounds to 0.199999988f, below 5/25f = 0.2f: the last sample has no time.
-    m.firstTime = 0;
-    m.lastTime = 5 * (1 / 25.0f);
-    m.rate = 25;
-    m.numSamples = 6;
+    sampling(6, 0, 5 * (1 / 25.0f), 25);
     EXPECT_EQ(c.getSampleTime(4), 4 / 25.0f);
     EXPECT_TRUE(std::isnan(c.getSampleTime(5)));
 
     // Non-uniform: between two samples the answer is the later one, the uniform one the earlier.
-    m.numSamples = 3;
-    m.lastTime = 3;
-    m.rate = 0;
+    sampling(3, 0, 3, 0);
     c.times() = {0, 1, 3};
     expectIndices(c, {1,  1,  1,  1, 2,    -1, 2, 2,  9,   -1, 2,  -1,
                       -9, -1, -1, 0, 3.5f, -1, 2, -1, nan, -1, -1, -1});
@@ -402,27 +350,18 @@ TEST(ZelCacheObjects, NamesMatchInFullOrByShortNameFromStart) {
     for (const auto& [name, start, index] : finds) {
         EXPECT_EQ(c.findObjectIndex(name, start), index) << name << " from " << start;
     }
-    EXPECT_FALSE(c.compareNames("a|b", "a|c"));
-    EXPECT_EQ(c.getName(1), "x|c");
 }
 
-TEST(ZelCacheObjects, AttributesAndChunkQueries) {
-    ZelTest::TempDir dir;
-    const std::string p = dir.file("c.zel");
-    writeCache(p, Shape());
-    Probe c;
-    ASSERT_TRUE(c.load(p.c_str()));
-    EXPECT_EQ(c.getObjDef(1)->getName(), "obj1");
-    EXPECT_EQ(c.getNumAttrs(0) * 10 + c.getNumAttrs(1), 30);
-    EXPECT_EQ(c.findAttr(0, "s0"), 2);
-    EXPECT_EQ(c.findAttr(1, "s0"), -1);
+TEST_F(LoadedCache, AttributesAndChunkQueriesOfDefinitionsAndFirstSample) {
+    EXPECT_EQ(std::make_pair(c.getNumAttrs(0), c.getNumAttrs(1)), std::make_pair(3, 0));
+    EXPECT_EQ(std::make_pair(c.findAttr(0, "s0"), c.findAttr(1, "s0")), std::make_pair(2, -1));
     EXPECT_EQ(c.getAttrName(0, 2) + c.getAttrType(0, 1), "s0t1");
     EXPECT_TRUE(c.isAttrAnimated(0, 1));
     EXPECT_FALSE(c.isAttrAnimated(0, 2) || c.isAttrAnimated(1, 0));
+    // The definition's index check reports and throws; the cache passes it on.
     testing::internal::CaptureStdout();
     EXPECT_THROW(c.isAttrAnimated(0, 3), bool);
-    EXPECT_NE(testing::internal::GetCapturedStdout().find(" DATR attribute index out of bounds"),
-              std::string::npos);
+    testing::internal::GetCapturedStdout();
 
     EXPECT_TRUE(c.objectHas(0, kDATR));  // listed attributes, no "DATR" in the sample
     EXPECT_TRUE(c.objectHas(1, kTOPO) && c.objectHas(0, kVELO));
@@ -434,12 +373,7 @@ TEST(ZelCacheObjects, AttributesAndChunkQueries) {
     EXPECT_FALSE(c.isObjectAnimated(0, kPOSI));
 }
 
-TEST(ZelCacheReads, SeeksStraightToObjectsAndChannelsReadingEachObjectTableOnce) {
-    ZelTest::TempDir dir;
-    const std::string p = dir.file("c.zel");
-    const Layout at = writeCache(p, Shape());
-    Probe c;
-    ASSERT_TRUE(c.load(p.c_str()));
+TEST_F(LoadedCache, SeeksStraightToObjectsAndChannelsReadingEachObjectTableOnce) {
     ZelHeader h;
     int index = 1;
     ASSERT_TRUE(c.seekChannelSample(h, 2, 1, kPOSI, &index));
@@ -475,33 +409,34 @@ TEST(ZelCacheReads, SeeksStraightToObjectsAndChannelsReadingEachObjectTableOnce)
 TEST(ZelCacheReads, DamagedSamplesFailCleanly) {
     ZelTest::TempDir dir;
     const std::string p = dir.file("c.zel");
-    const Shape shape{5, 0, 4, 1, {}, {}, {"o0", "o1"}};
-    const Layout at = writeCache(p, shape);
+    const Layout at = writeCache(p, Shape());
     const int64 huge = int64(1) << 40;
+    // The first object of sample 1 follows its "JOBJ" of three entries: 16 + 24 bytes.
+    const int64 sobj = at.jobj[1] + 40;
     const struct {
         int64 offset, value;
-        int sample, object;
+        int object;  // of sample 1, which cannot be read
     } damages[] = {
-        {at.jsam[0] + 16 + 8, huge, 1, 0},     // sample offset past the end
-        {at.jsam[0] + 16 + 8, -5, 1, 0},       // negative sample offset
-        {at.samp[1] + 8, 0, 1, 0},             // empty "SAMP"
-        {at.jobj[1] + 8, -8, 1, 0},            // negative "JOBJ" length
-        {at.jobj[1] + 8, 12, 1, 0},            // not whole offsets
-        {at.jobj[1] + 8, huge, 1, 0},          // longer than the file
-        {at.jobj[1] + 16, huge, 1, 0},         // object offset past the end
-        {at.jobj[1] + 24, -1, 1, 1},           // negative object offset
-        {at.jobj[1] + 24, at.samp[1], 1, 1},   // points at a "SAMP", not a "SOBJ"
-        {at.sobj[1][0] + 16 + 8, huge, 1, 0},  // a child longer than the file
-        {at.jobj[3], kNOTE, 3, 0},             // object groups ahead of a missing table
+        {at.jsam[0] + 16 + 8, huge, 0},    // sample offset past the end
+        {at.jsam[0] + 16 + 8, -5, 0},      // negative sample offset
+        {at.samp[1] + 8, 0, 0},            // empty "SAMP"
+        {at.jobj[1] + 8, -8, 0},           // negative "JOBJ" length
+        {at.jobj[1] + 8, 12, 0},           // not whole offsets
+        {at.jobj[1] + 8, huge, 0},         // longer than the file
+        {at.jobj[1] + 16, huge, 0},        // object offset past the end
+        {at.jobj[1] + 24, -1, 1},          // negative object offset
+        {at.jobj[1] + 24, at.samp[1], 1},  // points at a "SAMP", not a "SOBJ"
+        {sobj + 16 + 8, huge, 0},          // a child longer than the file
+        {at.jobj[1], kNOTE, 0},            // object groups ahead of a missing table
     };
     for (const auto& d : damages) {
         SCOPED_TRACE(d.offset);
-        writeCache(p, shape);
-        d.offset == at.jobj[3] ? patch(p, d.offset, uint32(d.value)) : patch(p, d.offset, d.value);
+        writeCache(p, Shape());
+        d.offset == at.jobj[1] ? patch(p, d.offset, uint32(d.value)) : patch(p, d.offset, d.value);
         Probe c;
         ASSERT_TRUE(c.load(p.c_str()));
-        EXPECT_TRUE(posi(c, d.sample, d.object).empty());
+        EXPECT_TRUE(posi(c, 1, d.object).empty());
         EXPECT_EQ(posi(c, 0, 1), (F{0, 1}));
-        EXPECT_EQ(posi(c, 4, 0), (F{4, 0}));
+        EXPECT_EQ(posi(c, 2, 0), (F{2, 0}));
     }
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "Zel.h"
@@ -24,10 +25,12 @@ class Probe : public ZelRoMemCache {
     using ZelRoMemCache::deleteSample;
     using ZelRoMemCache::loadAllSamples;
     using ZelRoMemCache::loadSamplesNotGreaterThan;
+    using ZelRoMemCache::setUpdate;
     using ZelRoMemCache::ZelRoMemCache;
 
-    // The samples with at least one loaded object, as a string "02".
-    std::string loadedSamples() const {
+    // The samples with at least one loaded object, as a string "02", then "/" and the size of
+    // the sample table: "02/4".
+    std::string loaded() const {
         std::string out;
         for (size_t s = 0; s < samples_.size(); ++s) {
             const ObjectGroups* g = samples_[s].get();
@@ -36,13 +39,10 @@ class Probe : public ZelRoMemCache {
                 out += std::to_string(s);
             }
         }
-        return out;
+        return out + "/" + std::to_string(samples_.size());
     }
-    size_t tableSize() const { return samples_.size(); }
     // The object slots held for sample `s`.
     size_t slots(size_t s) const { return samples_.at(s) == nullptr ? 0 : samples_[s]->size(); }
-    // What the read-write cache does in its constructors.
-    void setReadWrite() { setUpdate(true); }
 };
 
 std::vector<float> ramp(size_t n, float base) {
@@ -51,6 +51,13 @@ std::vector<float> ramp(size_t n, float base) {
         v[j] = base + static_cast<float>(j);
     }
     return v;
+}
+
+// The values of a leaf of T, empty for anything else.
+template <class T>
+std::vector<T> values(const ZelChunk* c) {
+    const auto* leaf = dynamic_cast<const ZelLeafChunk<T>*>(c);
+    return leaf == nullptr ? std::vector<T>{} : leaf->values();
 }
 
 // Four samples at times 0 to 3 of five objects:
@@ -63,10 +70,7 @@ std::vector<float> ramp(size_t n, float base) {
 //  4 "dbl":    POSI 24 doubles 3d; no attributes.
 void writeTestCache(const std::string& path) {
     ZelMETAChunk meta;
-    meta.numSamples = 4;
-    meta.firstTime = 0;
-    meta.lastTime = 3;
-    meta.rate = 1;
+    std::tie(meta.numSamples, meta.firstTime, meta.lastTime, meta.rate) = std::tuple(4, 0, 3, 1);
     ZelDOBJChunk* mesh = meta.addDOBJ("mesh");
     mesh->addAttr(true, "a0", "float", kTypeFloat, 0, 0);
     mesh->addAttr(true, "a1", "int", kTypeInt32, 0, 0);
@@ -112,8 +116,8 @@ class RoMemCacheTest : public ::testing::Test {
 };
 
 // Each step of a scenario is "rS" (read sample S, object 0), "rS/O" (object O), "mK"
-// (setMaxSamples(K)), "l" (load again, keeping the limit) or "x" (reset), then ':' and the
-// samples that hold a loaded object afterwards.
+// (setMaxSamples(K)), "l" (load again, keeping the limit), "f" (a load that fails) or "x"
+// (reset), then ':' and what Probe::loaded() says afterwards.
 TEST_F(RoMemCacheTest, LimitEvictsLeastRecentlyUsedSamples) {
     struct Scenario {
         int limit;  // given to load
@@ -122,22 +126,22 @@ TEST_F(RoMemCacheTest, LimitEvictsLeastRecentlyUsedSamples) {
         int finalLimit;
     };
     const Scenario scenarios[] = {
-        // 1 is the least recently used when 2 comes; a second object of a sample costs nothing.
-        {2, false, "r0:0 r0/1:0 r1:01 r0:01 r2:02 r1:12 r3:13 r1:13 r0:01", 2},
-        {1, false, "r3:3 r3/4:3 r2:2 l: r1:1 r0:0", 1},
+        // Loading reads nothing. 1 is the least recently used when 2 comes; a second object of a
+        // sample costs nothing; evicting the table's last sample shortens the table.
+        {2, false, "r0:0/4 r0/1:0/4 r1:01/4 r0:01/4 r2:02/4 r1:12/4 r3:13/4 r1:13/4 r0:01/2", 2},
+        // The limit outlives loads, failed ones too.
+        {1, false, "r3:3/4 r3/4:3/4 r2:2/3 l:/4 r1:1/4 r0:0/4 f:/0", 1},
         // Samples read without a limit are never listed, so never evicted; lowering the limit
         // evicts from the back of the list (2 1 0), raising it evicts nothing, 0 evicts all.
-        {0, false, "r3:3 m3:3 r0:03 r1:013 r2:0123 m1:23 m2:23 r0:023 m0:3", 0},
-        {-5, false, "r1:1 m-5:1", 0},  // the limit is stored as given, setMaxSamples clamps
-        {3, false, "r1:1 x:", 0},
+        {0, false, "r3:3/4 m3:3/4 r0:03/4 r1:013/4 r2:0123/4 m1:23/4 m2:23/4 r0:023/4 m0:3/4", 0},
+        {-5, false, "r1:1/4 m-5:1/4", 0},  // the limit is stored as given, setMaxSamples clamps
+        {3, false, "r1:1/4 x:/0", 0},
         // The read-write cache never evicts and ignores setMaxSamples.
-        {1, true, "r0:0 r1:01 r2:012 m5:012 m0:012", 1},
+        {1, true, "r0:0/4 r1:01/4 r2:012/4 m5:012/4 m0:012/4", 1},
     };
     for (const Scenario& sc : scenarios) {
         Probe cache;
-        if (sc.readWrite) {
-            cache.setReadWrite();
-        }
+        cache.setUpdate(sc.readWrite);
         ASSERT_TRUE(cache.load(path.c_str(), true, sc.limit));
         EXPECT_EQ(cache.getMaxSamples(), sc.limit);
         std::istringstream steps(sc.steps);
@@ -147,70 +151,73 @@ TEST_F(RoMemCacheTest, LimitEvictsLeastRecentlyUsedSamples) {
                 cache.setMaxSamples(std::stoi(step.substr(1)));
             } else if (step[0] == 'l') {
                 ASSERT_TRUE(cache.load(path.c_str(), false));
+            } else if (step[0] == 'f') {
+                testing::internal::CaptureStdout();
+                EXPECT_FALSE(cache.load(dir.file("missing.zel").c_str()));
+                testing::internal::GetCapturedStdout();
             } else if (step[0] == 'x') {
                 cache.reset();
             } else {
                 const int object = slash < colon ? std::stoi(step.substr(slash + 1)) : 0;
                 ASSERT_NE(cache.getSample(std::stoi(step.substr(1)), object), nullptr);
             }
-            EXPECT_EQ(cache.loadedSamples(), step.substr(colon + 1)) << sc.steps << ": " << step;
+            EXPECT_EQ(cache.loaded(), step.substr(colon + 1)) << sc.steps << ": " << step;
         }
         EXPECT_EQ(cache.getMaxSamples(), sc.finalLimit) << sc.steps;
     }
-    Probe cache;
-    ASSERT_TRUE(cache.load(path.c_str(), true, 2));
-    EXPECT_EQ(cache.tableSize(), 4u);  // one empty entry per sample, nothing read
-    // A failed load keeps the limit too.
-    testing::internal::CaptureStdout();
-    EXPECT_FALSE(cache.load(dir.file("missing.zel").c_str()));
-    testing::internal::GetCapturedStdout();
-    EXPECT_EQ(cache.getMaxSamples(), 2);
-
     // A cache built on a file reads no sample at construction and grows its table on demand.
     bool ok = false;
     Probe built(path.c_str(), true, &ok);
     EXPECT_TRUE(ok);
-    EXPECT_EQ(built.tableSize(), 0u);
+    EXPECT_EQ(built.loaded(), "/0");
     ASSERT_NE(built.getSample(2, 1), nullptr);
-    EXPECT_EQ(built.tableSize(), 3u);
+    EXPECT_EQ(built.loaded(), "2/3");
     EXPECT_EQ(Probe(path.c_str(), true, -5).getMaxSamples(), -5);
 }
 
-TEST_F(RoMemCacheTest, SampleRangeAndTaggedChildren) {
+TEST_F(RoMemCacheTest, TaggedChildrenAndSampleDataAtExactTimes) {
     ZelRoMemCache cache(path.c_str());
-    EXPECT_EQ(cache.getSample(-1, 0), nullptr);
-    EXPECT_EQ(cache.getSample(4, 0), nullptr);
-    EXPECT_EQ(cache.getSample(0, 5), nullptr);
+    EXPECT_FALSE(cache.getSample(-1, 0) || cache.getSample(4, 0) || cache.getSample(0, 5));
     // Stepping through the chunks of one tag: children are POSI, ATRS, NOTE, NOTE.
     int index = 0;
-    for (const char* text : {"first", "second"}) {
-        const auto* note =
-            dynamic_cast<const ZelLeafChunk<std::string>*>(cache.getSample(1, 0, kNOTE, &index));
-        ASSERT_NE(note, nullptr);
-        EXPECT_EQ(note->values()[0], text);
-        EXPECT_EQ(index, text[0] == 'f' ? 2 : 3);
-        index += 1;
-    }
+    EXPECT_EQ(values<std::string>(cache.getSample(1, 0, kNOTE, &index)),
+              std::vector<std::string>{"first"});
+    EXPECT_EQ(index, 2);
+    index += 1;
+    EXPECT_EQ(values<std::string>(cache.getSample(1, 0, kNOTE, &index)),
+              std::vector<std::string>{"second"});
+    EXPECT_EQ(index, 3);
     index = 0;
     EXPECT_EQ(cache.getSample(1, 0, kMISS, &index), nullptr);
     EXPECT_EQ(index, 4);  // the child count
     index = 7;
     EXPECT_EQ(cache.getSample(9, 0, kNOTE, &index), nullptr);
     EXPECT_EQ(index, 7);  // no group: untouched
+
+    const std::vector<float>* p = cache.getSampleDataAtTime<float>(2.0f, 0, kPOSI);
+    ASSERT_NE(p, nullptr);
+    EXPECT_EQ(*p, ramp(24, 200));
+    EXPECT_EQ(cache.getSampleDataAtTime<float>(1.5f, 0, kPOSI), nullptr);
+    EXPECT_EQ(cache.getSampleDataAtTime<double>(2.0f, 0, kPOSI), nullptr);
+    const std::vector<int64>* w = cache.getSampleDataAtTime<int64>(0.0f, 3, kPOSI);
+    ASSERT_NE(w, nullptr);
+    EXPECT_EQ(*w, std::vector<int64>(24, 5));
+    index = 3;
+    const auto* s = cache.getSampleDataAtTime<std::string>(3.0f, 0, kNOTE, &index);
+    ASSERT_NE(s, nullptr);
+    EXPECT_EQ(*s, std::vector<std::string>{"second"});
 }
 
 TEST_F(RoMemCacheTest, DefinitionDataWinsOverSampleData) {
     ZelRoMemCache cache(path.c_str());
     bool animated = true;
-    const ZelChunk* posi = cache.getObjectData(2, 1, kPOSI, &animated);
-    ASSERT_NE(posi, nullptr);
+    EXPECT_EQ(values<float>(cache.getObjectData(2, 1, kPOSI, &animated)), ramp(9, 9));
     EXPECT_FALSE(animated);
-    EXPECT_EQ(static_cast<const ZelLeafChunk<float>*>(posi)->values(), ramp(9, 9));
-    const ZelChunk* velo = cache.getObjectData(2, 1, kVELO, &animated);
+    EXPECT_EQ(cache.getObjectData(2, 1, kVELO, &animated), cache.getSample(2, 1, kVELO));
     EXPECT_TRUE(animated);
-    EXPECT_EQ(velo, cache.getSample(2, 1, kVELO));
     // The search enters nested groups: ATTR lies inside ATRS.
-    EXPECT_NE(cache.getObjectData(0, 0, makeTag("ATTR"), nullptr), nullptr);
+    EXPECT_EQ(values<float>(cache.getObjectData(3, 0, makeTag("ATTR"), nullptr)),
+              std::vector<float>{3});
     EXPECT_EQ(cache.getObjectData(0, 0, kMISS, &animated), nullptr);
     EXPECT_FALSE(animated);
     animated = true;
@@ -220,26 +227,17 @@ TEST_F(RoMemCacheTest, DefinitionDataWinsOverSampleData) {
 
 TEST_F(RoMemCacheTest, AttributeDataAndItsMessages) {
     ZelRoMemCache cache(path.c_str());
-    const auto* a0 = dynamic_cast<ZelLeafChunk<float>*>(cache.getAttrData(3, 0, 0));
-    ASSERT_NE(a0, nullptr);
-    EXPECT_EQ(a0->values(), std::vector<float>{3});
-    const auto* a1 = dynamic_cast<ZelLeafChunk<int>*>(cache.getAttrData(2, 0, 1));
-    ASSERT_NE(a1, nullptr);
-    EXPECT_EQ(a1->values(), std::vector<int>{20});
+    EXPECT_EQ(values<float>(cache.getAttrData(3, 0, 0)), std::vector<float>{3});
+    EXPECT_EQ(values<int>(cache.getAttrData(2, 0, 1)), std::vector<int>{20});
     // A static value comes from the definition, whatever the sample.
-    const auto* s0 = dynamic_cast<ZelLeafChunk<int>*>(cache.getAttrData(-1, 0, 2));
-    ASSERT_NE(s0, nullptr);
-    EXPECT_EQ(s0->values(), std::vector<int>{7});
-
+    EXPECT_EQ(values<int>(cache.getAttrData(-1, 0, 2)), std::vector<int>{7});
+    // Null with a message: an index out of range, no ATRS in the sample, an ATRS that is no group;
+    // quietly null: an ATRS group without the value, no attributes, an object out of range.
     testing::internal::CaptureStderr();
-    EXPECT_EQ(cache.getAttrData(0, 0, 3), nullptr);
-    EXPECT_EQ(cache.getAttrData(0, 0, -1), nullptr);
-    EXPECT_EQ(cache.getAttrData(0, 1, 0), nullptr);  // no ATRS in the sample
-    EXPECT_EQ(cache.getAttrData(0, 2, 0), nullptr);  // ATRS is not a group
-    // Quietly null: an ATRS group without the value, no attributes, an object out of range.
-    EXPECT_EQ(cache.getAttrData(0, 3, 0), nullptr);
-    EXPECT_EQ(cache.getAttrData(0, 4, 0), nullptr);
-    EXPECT_EQ(cache.getAttrData(0, 5, 0), nullptr);
+    for (const auto& [object, attr] :
+         {std::pair{0, 3}, {0, -1}, {1, 0}, {2, 0}, {3, 0}, {4, 0}, {5, 0}}) {
+        EXPECT_EQ(cache.getAttrData(0, object, attr), nullptr) << object << ' ' << attr;
+    }
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "DATR index out of range 3\n"
               "DATR index out of range -1\n"
@@ -259,46 +257,26 @@ TEST_F(RoMemCacheTest, VertexCountFromPositionBytes) {
     }
 }
 
-TEST_F(RoMemCacheTest, SampleDataAtExactTimesOnly) {
-    ZelRoMemCache cache(path.c_str());
-    const std::vector<float>* p = cache.getSampleDataAtTime<float>(2.0f, 0, kPOSI);
-    ASSERT_NE(p, nullptr);
-    EXPECT_EQ(*p, ramp(24, 200));
-    EXPECT_EQ(cache.getSampleDataAtTime<float>(1.5f, 0, kPOSI), nullptr);
-    EXPECT_EQ(cache.getSampleDataAtTime<double>(2.0f, 0, kPOSI), nullptr);
-    const std::vector<int64>* w = cache.getSampleDataAtTime<int64>(0.0f, 3, kPOSI);
-    ASSERT_NE(w, nullptr);
-    EXPECT_EQ((*w)[23], 5);
-    int index = 3;
-    const std::vector<std::string>* s =
-        cache.getSampleDataAtTime<std::string>(3.0f, 0, kNOTE, &index);
-    ASSERT_NE(s, nullptr);
-    EXPECT_EQ((*s)[0], "second");
-}
-
 TEST_F(RoMemCacheTest, BulkLoadsAndFailedReads) {
     // Spoil the tag of sample 1's "SAMP" header; keep the good bytes to put them back.
     const std::vector<unsigned char> good = ZelTest::readFileBytes(path);
-    std::vector<int64> samps;
+    std::vector<unsigned char> bad = good;
+    int samp = 0;
     for (const ZelTest::ChunkEntry& c : ZelTest::walkChunks(path)) {
-        if (c.header.tag == makeTag("SAMP")) {
-            samps.push_back(c.offset);
+        if (c.header.tag == makeTag("SAMP") && samp++ == 1) {
+            bad[static_cast<size_t>(c.offset)] = 'X';
         }
     }
-    ASSERT_EQ(samps.size(), 4u);
-    std::vector<unsigned char> bad = good;
-    bad[static_cast<size_t>(samps[1])] = 'X';
     ZelTest::writeFileBytes(path, bad);
 
     Probe cache;
     ASSERT_TRUE(cache.load(path.c_str(), false, 1));
-    EXPECT_TRUE(cache.loadSamplesNotGreaterThan(-1));
-    EXPECT_TRUE(cache.loadSamplesNotGreaterThan(0));
-    EXPECT_EQ(cache.loadedSamples(), "0");
+    EXPECT_TRUE(cache.loadSamplesNotGreaterThan(-1) && cache.loadSamplesNotGreaterThan(0));
+    EXPECT_EQ(cache.loaded(), "0/4");
     EXPECT_FALSE(cache.loadSamplesNotGreaterThan(2));  // stops at sample 1
-    EXPECT_EQ(cache.loadedSamples(), "0");
+    EXPECT_EQ(cache.loaded(), "0/4");
     EXPECT_TRUE(cache.loadSamplesNotGreaterThan(99));  // the whole cache, past the failure,
-    EXPECT_EQ(cache.loadedSamples(), "023");           // the limit ignored
+    EXPECT_EQ(cache.loaded(), "023/4");                // the limit ignored
     EXPECT_EQ(cache.slots(1), 0u);                     // failed reads take no room
     EXPECT_EQ(cache.getSample(1, 0), nullptr);
     ZelTest::writeFileBytes(path, good);
@@ -306,13 +284,13 @@ TEST_F(RoMemCacheTest, BulkLoadsAndFailedReads) {
 
     cache.deleteSample(1);
     cache.deleteSample(7);  // nothing there
-    EXPECT_EQ(cache.loadedSamples(), "023");
+    EXPECT_EQ(cache.loaded(), "023/4");
     cache.deleteSample(3);
-    EXPECT_EQ(cache.tableSize(), 3u);
+    EXPECT_EQ(cache.loaded(), "02/3");  // the table ends at its last loaded sample
     cache.deleteAllSamples();
-    EXPECT_EQ(cache.tableSize(), 0u);
+    EXPECT_EQ(cache.loaded(), "/0");
     EXPECT_TRUE(cache.loadAllSamples());
-    EXPECT_EQ(cache.loadedSamples(), "0123");
+    EXPECT_EQ(cache.loaded(), "0123/4");
 }
 
 }  // namespace

@@ -49,11 +49,9 @@ TEST(ZelSAMSChunkTest, ThreeSamplesFillTheTimeSampleAndObjectTables) {
     }
     EXPECT_FALSE(s.sams.writeStartSAMPChunk(s.f, 2, nullptr)) << "a fourth sample";
     EXPECT_EQ(s.f.tell(), 492) << "the refused sample writes nothing";
-    ASSERT_TRUE(s.sams.writeEnd(s.f));
-    EXPECT_EQ(s.f.getLevel(), 0u);
-    ASSERT_TRUE(s.f.close());
+    ASSERT_TRUE(s.sams.writeEnd(s.f) && s.f.close());
     const auto c = walkChunks(s.path);
-    EXPECT_EQ(layout(c),
+    ASSERT_EQ(layout(c),
               "DZEL/5@0+8 SAMS/1@24+452 >TIMS/4@40+12 >JSAM/5@68+24 "
               ">SAMP/1@108+112 >>JOBJ/5@124+16 >>SOBJ/1@156+24 >>>POSI/4@172+8 "
               ">>SOBJ/1@196+24 >>>POSI/4@212+8 >SAMP/1@236+112 >>JOBJ/5@252+16 "
@@ -61,12 +59,10 @@ TEST(ZelSAMSChunkTest, ThreeSamplesFillTheTimeSampleAndObjectTables) {
               ">SAMP/1@364+112 >>JOBJ/5@380+16 >>SOBJ/1@412+24 >>>POSI/4@428+8 "
               ">>SOBJ/1@452+24 >>>POSI/4@468+8");
     EXPECT_EQ(ZelTest::readFileBytes(s.path).size(), 492u);
-    ASSERT_EQ(c.size(), 22u);
     EXPECT_EQ(c[2].values<float>(), (std::vector<float>{10.0f, 10.5f, 11.0f}));
     EXPECT_EQ(c[3].values<int64>(), (std::vector<int64>{108, 236, 364}));
     EXPECT_EQ(c[5].values<int64>(), (std::vector<int64>{156, 196}));
     EXPECT_EQ(c[17].values<int64>(), (std::vector<int64>{412, 452}));
-    EXPECT_EQ(c[21].values<float>(), (std::vector<float>{2.0f, 1.0f}));
 }
 
 // Reserve 5: FREE of 20 and 40 bytes; two appended samples move 8 and 16 bytes of them into TIMS
@@ -98,13 +94,12 @@ TEST(ZelSAMSChunkTest, AppendTakesSamplesFromTheReserveAndRefusesMoreThanItHolds
     EXPECT_FALSE(s.sams.writeStartSAMPChunk(s.f, 1, nullptr));
     ASSERT_TRUE(s.sams.writeEnd(s.f) && s.f.close());
     const auto c = walkChunks(s.path);
-    EXPECT_EQ(layout(c),
+    ASSERT_EQ(layout(c),
               "DZEL/5@0+8 SAMS/1@24+488 >TIMS/4@40+20 >FREE/0@76+12 >JSAM/5@104+40 "
               ">FREE/0@160+24" +
                   samples +
                   " >SAMP/1@368+64 >>JOBJ/5@384+8 >>SOBJ/1@408+24 >>>POSI/4@424+8 "
                   ">SAMP/1@448+64 >>JOBJ/5@464+8 >>SOBJ/1@488+24 >>>POSI/4@504+8");
-    ASSERT_EQ(c.size(), 23u);
     EXPECT_EQ(c[2].values<float>(), (std::vector<float>{1, 2, 3, 4, 5}));
     EXPECT_EQ(c[4].values<int64>(), (std::vector<int64>{200, 256, 312, 368, 448}));
     EXPECT_EQ(c[20].values<int64>(), std::vector<int64>{488});
@@ -137,11 +132,10 @@ TEST(ZelSAMSChunkTest, EmptyTablesAreRewrittenAsHeadersAtTheCurrentPosition) {
     }
     ASSERT_TRUE(s.sams.writeEnd(s.f) && s.f.close());
     const auto c = walkChunks(s.path);
-    EXPECT_EQ(layout(c),
+    ASSERT_EQ(layout(c),
               "SAMS/1@0+32 >TIMS/4@16+0 >JSAM/5@32+0 TIMS/4@48+0 JSAM/5@64+0 "
               "SAMS/1@80+128 >JSAM/5@96+16 >SAMP/1@128+16 >>JOBJ/5@144+0 >JOBJ/5@160+0 "
               ">SAMP/1@176+16 >>JOBJ/5@192+0 >JOBJ/5@208+0");
-    ASSERT_EQ(c.size(), 13u);
     EXPECT_EQ(c[6].values<int64>(), (std::vector<int64>{128, 176}));
 }
 

@@ -16,28 +16,20 @@ bool writeCacheFile(const std::string& path, const ZelMETAChunk& meta, const Sam
     if (meta.numSamples > 0) {
         ZelSAMSChunk sams;
         const int64 numObjects = meta.getNumObjects();
-        if (!sams.writeStart(f, meta.numSamples, 0, !times.empty())) {
-            return false;
-        }
-        for (int s = 0; s < meta.numSamples; ++s) {
+        bool ok = sams.writeStart(f, meta.numSamples, 0, !times.empty());
+        for (int s = 0; ok && s < meta.numSamples; ++s) {
             float t = times.empty() ? 0.0f : times[static_cast<size_t>(s)];
-            if (!sams.writeStartSAMPChunk(f, numObjects, times.empty() ? nullptr : &t)) {
-                return false;
-            }
-            for (int o = 0; o < numObjects; ++o) {
+            ok = sams.writeStartSAMPChunk(f, numObjects, times.empty() ? nullptr : &t);
+            for (int o = 0; ok && o < numObjects; ++o) {
                 ZelGroupChunk sobj(makeTag("SOBJ"));
                 if (fill) {
                     fill(s, o, sobj);
                 }
-                if (!sams.writeSOBJChunk(f, &sobj)) {
-                    return false;
-                }
+                ok = sams.writeSOBJChunk(f, &sobj);
             }
-            if (!sams.writeEndSAMPChunk(f)) {
-                return false;
-            }
+            ok = ok && sams.writeEndSAMPChunk(f);
         }
-        if (!sams.writeEnd(f)) {
+        if (!ok || !sams.writeEnd(f)) {
             return false;
         }
     }
