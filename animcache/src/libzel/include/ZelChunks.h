@@ -72,6 +72,10 @@ class ZEL_API ZelLeafChunk : public ZelChunk {
     ZelLeafChunk(uint32 tag, const std::vector<T>& values);
     ZelLeafChunk(uint32 tag, uint8 compound, uint8 dimension);
     ZelLeafChunk(uint32 tag, uint8 compound, uint8 dimension, const std::vector<T>& values);
+    // Take `values` over without copying them (`values` is left empty); the length becomes their
+    // byte size.
+    ZelLeafChunk(uint32 tag, std::vector<T>&& values);
+    ZelLeafChunk(uint32 tag, uint8 compound, uint8 dimension, std::vector<T>&& values);
     ~ZelLeafChunk() override;
 
     // Empties the values; the header stays.

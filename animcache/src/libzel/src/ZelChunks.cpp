@@ -3,6 +3,7 @@
 #include <cassert>
 #include <iostream>
 #include <new>
+#include <utility>
 
 #include "ZelChunksInternal.h"
 #include "ZelDump.h"
@@ -197,6 +198,21 @@ ZelLeafChunk<T>::ZelLeafChunk(uint32 tag, uint8 compound, uint8 dimension,
                               const std::vector<T>& values)
     : ZelChunk(ZelHeader(tag, ZelTypeCode<T>::value, byteSize(values), compound, dimension)),
       values_(values) {}
+
+// The byte size is measured before the move empties `values`.
+template <class T>
+ZelLeafChunk<T>::ZelLeafChunk(uint32 tag, std::vector<T>&& values)
+    : ZelChunk(ZelHeader(tag, ZelTypeCode<T>::value, byteSize(values), 0, 0)),
+      values_(std::move(values)) {
+    values.clear();
+}
+
+template <class T>
+ZelLeafChunk<T>::ZelLeafChunk(uint32 tag, uint8 compound, uint8 dimension, std::vector<T>&& values)
+    : ZelChunk(ZelHeader(tag, ZelTypeCode<T>::value, byteSize(values), compound, dimension)),
+      values_(std::move(values)) {
+    values.clear();
+}
 
 template <class T>
 ZelLeafChunk<T>::~ZelLeafChunk() = default;

@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <string>
 #include <typeinfo>
+#include <utility>
+#include <vector>
 
 #include "Zel.h"
 #include "support/ChunkBytes.h"
@@ -12,14 +15,21 @@ using namespace ZelTest;
 
 TEST(ZelLeafChunk, EveryElementTypeWritesItsBytesAndRoundTrips) {
     TempDir dir;
-    ZelLeafChunk<float> fl(makeTag("POSI"), 1, 3, {1.0f, 2.5f});
+    // Moved-in values are taken over, not copied: the leaf holds the very same array.
+    std::vector<float> points{1.0f, 2.5f};
+    const float* const pointData = points.data();
+    ZelLeafChunk<float> fl(makeTag("POSI"), 1, 3, std::move(points));
+    EXPECT_TRUE(fl.values().data() == pointData && points.empty());
     fl.values().push_back(-4.0f);
     EXPECT_EQ(fl.getLength(), 8);  // the stored length lags until it is updated
-    const ZelLeafChunk<std::string> s(makeTag("NAME"), {"x", "", "yz"});
+    std::vector<std::string> names{"x", "", "yz"};
+    const ZelLeafChunk<std::string> s(makeTag("NAME"), std::move(names));
+    EXPECT_TRUE(names.empty() && s.getLength() == 6);
     const ZelLeafChunk<double> empty(makeTag("EMPT"), 2, 16);
     const ZelLeafChunk<char> c(makeTag("CHAR"), {'a', '\0'});
     const ZelLeafChunk<int> i(makeTag("INTS"), {-1, 2147483647});
-    const ZelLeafChunk<int64> l(makeTag("LONG"), {int64(1) << 40});
+    const std::vector<int64> longs{int64(1) << 40};
+    const ZelLeafChunk<int64> l(makeTag("LONG"), longs);
     Bytes expect;
     const float floats[] = {1.0f, 2.5f, -4.0f};
     const int ints[] = {-1, 2147483647};
