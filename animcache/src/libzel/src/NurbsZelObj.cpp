@@ -477,10 +477,7 @@ bool NurbsSurfaceZelObj::reorderPerControlPoint(int sampleIndex, const std::vect
     const int64 dim = dimension > 0 ? dimension : 1;
     const int64 count = static_cast<int64>(stored.size()) / dim;
     if (!uFastest || nu <= 0 || nv <= 0 || count != nu * nv) {
-        out.resize(stored.size());
-        for (std::size_t i = 0; i < stored.size(); ++i) {
-            out[i] = convertValue<T>(stored[i]);
-        }
+        out.assign(stored.begin(), stored.end());
         return true;
     }
     out.resize(static_cast<std::size_t>(count * dim));

@@ -54,10 +54,7 @@ bool copyReals(const ZelChunk* chunk, std::vector<Out>& values) {
     }
     const std::vector<double>* doubles = nullptr;
     if (leafValues(chunk, doubles)) {
-        values.resize(doubles->size());
-        for (std::size_t i = 0; i < doubles->size(); ++i) {
-            values[i] = static_cast<Out>((*doubles)[i]);
-        }
+        values.assign(doubles->begin(), doubles->end());
         return true;
     }
     return false;
