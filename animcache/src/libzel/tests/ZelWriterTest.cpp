@@ -1,10 +1,7 @@
 // ZelWriter: byte equality with the read-write cache's save, round trips through the readers,
 // sections past the declared frames, in-place appends, misuse, and writes cut short.
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <dirent.h>
@@ -13,6 +10,7 @@
 #include "Zel.h"
 #include "ZelFormat.h"
 #include "ZelWriter.h"
+#include "support/Child.h"
 #include "support/TempDir.h"
 
 using namespace Zel;
@@ -383,18 +381,10 @@ TEST(ZelWriter, MisuseFailsWithTheFileAndReasonAndLeavesTheTargetAsItWas) {
 namespace {
 
 // Runs `work` in a child process whose files may not grow past `limit` bytes (writes past it
-// fail instead of killing it); the child's exit status, or -1.
+// fail); the child's exit status.
 template <class Work>
 int runLimited(rlim_t limit, Work work) {
-    const pid_t pid = fork();
-    if (pid == 0) {
-        signal(SIGXFSZ, SIG_IGN);
-        const rlimit r{limit, limit};
-        setrlimit(RLIMIT_FSIZE, &r);
-        _exit(work() ? 0 : 1);
-    }
-    int status = 0;
-    return waitpid(pid, &status, 0) == pid && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return ZelTest::inChild([&] { return ZelTest::limitFileSize(limit, false) && work() ? 0 : 1; });
 }
 
 bool appendFrames(const std::string& path, int count, bool close) {
@@ -434,7 +424,7 @@ TEST(ZelWriter, AWriteCutShortNeverLosesWhatTheFileHeld) {
         ASSERT_EQ(readFileBytes(path), original) << "limit " << limit;
     }
     // Killed before close(): the frames on disk past the old end stay invisible.
-    EXPECT_EQ(runLimited(RLIM_INFINITY, [&] { return appendFrames(path, 8, false); }), -1);
+    EXPECT_EQ(runLimited(RLIM_INFINITY, [&] { return appendFrames(path, 8, false); }), -SIGKILL);
     const std::vector<unsigned char> killed = readFileBytes(path);
     ASSERT_GT(killed.size(), original.size());
     EXPECT_TRUE(std::equal(original.begin(), original.end(), killed.begin()));
