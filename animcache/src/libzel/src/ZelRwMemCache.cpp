@@ -8,6 +8,7 @@
 #include <iostream>
 
 #include "ZelFormat.h"
+#include "ZelReplace.h"
 #include "ZelSAMSChunk.h"
 #include "ZelTrace.h"
 
@@ -418,24 +419,15 @@ bool ZelRwMemCache::rewrite(const char* filename) {
     }
     const bool nonUniform = !convertToUniformSampling();
     meta_.date = now();
-    if (file_.isOpen()) {
-        file_.rewind();
-    }
-    if (!file_.open(filename, "w") || !dzel_.write(file_) || !meta_.write(file_)) {
+    // Every sample is in memory now, so the old handle, perhaps on the very file about to be
+    // replaced, is done with.
+    file_.close();
+    ZelReplace replace;
+    if (!replace.begin(filename, file_) || !writeWhole(nonUniform)) {
+        replace.abandon(file_);
         return false;
     }
-    const int n = getNumSamples();
-    if (n >= 1) {
-        if (samples_.size() != static_cast<size_t>(n)) {
-            return false;
-        }
-        ZelSAMSChunk sams;
-        if (!sams.writeStart(file_, n, reserveCount(), nonUniform) ||
-            !writeSamples(sams, 0, nonUniform) || !sams.writeEnd(file_)) {
-            return false;
-        }
-    }
-    if (!file_.close()) {
+    if (!replace.commit(file_)) {
         return false;
     }
     filename_ = filename;
@@ -444,93 +436,28 @@ bool ZelRwMemCache::rewrite(const char* filename) {
     return true;
 }
 
-// What append learns from the file before it writes anything.
-struct ZelRwMemCache::AppendPlan {
-    int64 fileSize = 0;
-    int64 metaOffset = -1;
-    int64 metaLength = 0;
-    // The last samples section: its header's offset and its end.
-    int64 samsOffset = -1;
-    int64 samsEnd = -1;
-    // Entries of every section's time and jump tables, in file order.
-    std::vector<TimeEntry> times;
-    std::vector<JumpEntry> jumps;
-    // The last section's tables: entry counts and the spare room after them.
-    SectionTables tables;
-};
-
-// Scans the file's top-level chunks and the tables of every samples section. False for anything
-// that an in-place append cannot build on: every length and offset is checked before use, and
-// every step moves forward, so a damaged file ends the scan instead of looping.
-bool ZelRwMemCache::planAppend(AppendPlan& plan) {
-    if (!file_.seek(0, SEEK_END, true)) {
+bool ZelRwMemCache::writeWhole(bool nonUniform) {
+    if (!dzel_.write(file_) || !meta_.write(file_)) {
         return false;
     }
-    plan.fileSize = file_.tell();
-    ZelHeader h;
-    ZelDZELChunk dzel;
-    if (!file_.seek(0, SEEK_SET, true) || !file_.readHeader(h) || !dzel.read(h, file_)) {
+    const int n = getNumSamples();
+    if (n < 1) {
+        return true;
+    }
+    if (samples_.size() != static_cast<size_t>(n)) {
         return false;
     }
-    for (;;) {
-        bool ok = false;
-        const int64 pos = file_.tell(&ok);
-        if (!ok) {
-            return false;
-        }
-        if (pos >= plan.fileSize || !file_.readHeader(h)) {
-            break;
-        }
-        if (h.tag == kTagMETA) {
-            if (h.length != meta_.getLength() || !file_.skipData(h)) {
-                return false;
-            }
-            plan.metaOffset = pos;
-            plan.metaLength = h.length;
-        } else if (h.tag == kTagSAMS) {
-            if (!planSection(pos, h, plan)) {
-                return false;
-            }
-        } else if (!file_.skipData(h)) {
-            return false;
-        }
-    }
-    return plan.metaOffset >= 0 && plan.samsOffset >= 0;
+    ZelSAMSChunk sams;
+    return sams.writeStart(file_, n, reserveCount(), nonUniform) &&
+           writeSamples(sams, 0, nonUniform) && sams.writeEnd(file_);
 }
 
-// Reads the tables of the samples section whose header `h` lies at `pos` into `plan`, checks
-// that its spare room ends before its first sample, and moves past the section.
-bool ZelRwMemCache::planSection(int64 pos, const ZelHeader& h, AppendPlan& plan) {
-    if (plan.metaOffset < 0 || h.length < 0 || h.length > plan.fileSize - pos - kHeaderSize) {
-        return false;
-    }
-    if (debugLevel >= 1) {
-        std::cerr << "offsetToSAMS " << pos << '\n';
-    }
-    plan.samsOffset = pos;
-    plan.samsEnd = pos + kHeaderSize + h.length;
-    plan.tables = SectionTables();
-    const size_t firstEntry = plan.jumps.size();
-    if (readSectionTables(file_, plan.times, plan.jumps, plan.tables, nullptr, plan.samsEnd) !=
-            SectionTablesError::kNone ||
-        !plan.tables.hasJumps) {
-        return false;
-    }
-    // A section that would not end behind its own tables (a length never back-patched, say) is
-    // damaged.
-    if (plan.samsEnd <= plan.tables.jumpsEnd) {
-        return false;
-    }
-    // The table grows into its reserve: a reserve said to reach past the section's first sample
-    // would have appending overwrite that sample.
-    const int64 reserveStart =
-        plan.tables.jumpReserveStart >= 0 ? plan.tables.jumpReserveStart : plan.tables.jumpsEnd;
-    const int64 firstSample =
-        plan.jumps.size() > firstEntry ? plan.jumps[firstEntry] : plan.samsEnd;
-    if (firstSample < reserveStart || plan.tables.jumpReserveLength > firstSample - reserveStart) {
-        return false;
-    }
-    return file_.seek(plan.samsEnd, SEEK_SET, true);
+// What append learns from the file before it writes anything.
+struct ZelRwMemCache::AppendPlan : FileLayout {};
+
+// The file's layout, when its metadata has the length the cache's metadata would have now.
+bool ZelRwMemCache::planAppend(AppendPlan& plan) {
+    return scanFileLayout(file_, plan, debugLevel >= 1 ? &std::cerr : nullptr, meta_.getLength());
 }
 
 bool ZelRwMemCache::append() {
@@ -565,7 +492,15 @@ bool ZelRwMemCache::append() {
                   << " numSamplesToAppend " << n - f << " sampleToStartAppend " << f
                   << " numSamples " << n << '\n';
     }
-    if (!writeAppended(plan, uniform)) {
+    // Until the commit the file's own bytes stay as they are: the new samples go past its end, and
+    // the metadata and table updates that would make them visible wait in memory.
+    file_.holdWritesBelow(plan.fileSize);
+    if (!writeAppended(plan, uniform) || !file_.commitHeldWrites()) {
+        file_.discardHeldWrites();
+        file_.close();
+        return false;
+    }
+    if (!file_.close()) {
         return false;
     }
     currentSample_ = -1;
@@ -574,11 +509,14 @@ bool ZelRwMemCache::append() {
 }
 
 bool ZelRwMemCache::writeHeadOnly() {
-    if (!file_.open(filename_.c_str(), "w")) {
+    file_.close();
+    ZelReplace replace;
+    if (!replace.begin(filename_.c_str(), file_)) {
         return false;
     }
     meta_.date = now();
-    if (!dzel_.write(file_) || !meta_.write(file_) || !file_.close()) {
+    if (!dzel_.write(file_) || !meta_.write(file_) || !replace.commit(file_)) {
+        replace.abandon(file_);
         return false;
     }
     dirty_ = false;
@@ -631,8 +569,7 @@ bool ZelRwMemCache::writeAppended(const AppendPlan& plan, bool uniform) {
                !sams.writeStart(file_, k, reserveCount(), !uniform)) {
         return false;
     }
-    return writeSamples(sams, static_cast<int>(f), !uniform) && sams.writeEnd(file_) &&
-           file_.close();
+    return writeSamples(sams, static_cast<int>(f), !uniform) && sams.writeEnd(file_);
 }
 
 }  // namespace Zel

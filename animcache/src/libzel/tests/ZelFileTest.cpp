@@ -1,11 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstring>
 #include <limits>
 #include <string>
 #include <vector>
 
 #include "ZelFile.h"
+#include "support/Child.h"
 #include "support/ChunkWalk.h"
 #include "support/TempDir.h"
 
@@ -181,4 +183,85 @@ TEST(ZelFile, CopiesShareTheStreamUntilTheLastOneCloses) {
     EXPECT_EQ(a.tell(), 24);
     EXPECT_TRUE(a.rewind());
     EXPECT_EQ(a.tell(), 0);
+}
+
+// ROOT{BIG int[300000], INNR{60000 x LEAF int[1]}}: the big payload bypasses the write-behind
+// buffer and the leaves overflow it, so group lengths and rewritten leaves are patched both in
+// memory and on disk; the same stream then reads everything back.
+TEST(ZelFile, WriteBehindKeepsPatchesAcrossFlushesAndReportsLateFailures) {
+    TempDir dir;
+    const std::string path = dir.file("big.bin");
+    constexpr int kLeaves = 60000;
+    ZelFile f(path.c_str(), "w+");
+    ASSERT_TRUE(f.startGroup(ZelHeader(makeTag("ROOT"), kTypeGroup, 0)));
+    ASSERT_TRUE(f.writeChunk(makeTag("BIG "), std::vector<int>(300000, 7)));
+    ASSERT_TRUE(f.startGroup(ZelHeader(makeTag("INNR"), kTypeGroup, 0)));
+    const int64 first = f.tell();
+    for (int i = 0; i < kLeaves; ++i) {
+        ASSERT_TRUE(f.writeChunk(kLeaf, std::vector<int>{i}));
+    }
+    ASSERT_TRUE(f.writeChunk(kLeaf, std::vector<int>{-1}, first));
+    ASSERT_TRUE(f.writeChunk(kLeaf, std::vector<int>{-2}, f.tell() - 20));
+    ASSERT_TRUE(f.endGroup() && f.endGroup());
+    const int64 end = f.tell();
+    ZelHeader h;
+    ASSERT_TRUE(f.seek(0, SEEK_SET, true) && f.readHeader(h));
+    EXPECT_EQ(h.length, end - 16);
+    ASSERT_TRUE(f.readHeader(h) && f.skipData(h) && f.readHeader(h));
+    EXPECT_EQ(h.length, 20 * kLeaves);
+    for (int i = 0; i < kLeaves; ++i) {
+        int value = 0;
+        ASSERT_TRUE(f.readHeader(h) && f.readData(h, &value));
+        ASSERT_EQ(value, i == 0 ? -1 : i == kLeaves - 1 ? -2 : i) << i;
+    }
+    EXPECT_TRUE(f.close());
+    EXPECT_EQ(static_cast<int64>(readFileBytes(path).size()), end);
+
+    // A read-only stream refuses a write at once. Past a file size limit the buffer takes the
+    // chunk, writing it out fails, and so does closing the stream.
+    ASSERT_TRUE(f.open(path.c_str(), "r"));
+    EXPECT_FALSE(f.writeChunk(kLeaf, std::vector<int>{1}));
+    EXPECT_EQ(ZelTest::inChild([&] {
+                  const bool taken = f.open(path.c_str(), "w") &&
+                                     ZelTest::limitFileSize(24, false) &&
+                                     f.writeChunk(kLeaf, std::vector<int>{1, 2, 3});
+                  const bool flushed = f.flush();
+                  return taken && !flushed && errno == EFBIG && !f.close() ? 0 : 1;
+              }),
+              0);
+}
+
+// A 60-byte file updated below its end: overlapping and touching rewrites merge with the newest
+// bytes winning, a leaf past the end goes to the file, and only a commit lets the rewrites reach
+// it. The same writes to an unheld copy give the bytes to expect.
+TEST(ZelFile, HeldWritesReachTheFileOnlyWhenCommitted) {
+    TempDir dir;
+    const std::string path = dir.file("h.bin"), copy = dir.file("copy.bin");
+    { ZelFile(path.c_str(), "w").writeChunk(kLeaf, std::vector<int>(11, 1)); }
+    const std::vector<unsigned char> before = readFileBytes(path);
+    const int values[] = {10, 30, 4};
+    const ZelHeader leaf(kLeaf, kTypeInt32, 4), over(makeTag("OVER"), kTypeInt32, 0);
+    const auto update = [&](ZelFile& f) {
+        return f.writeChunk(leaf, &values[0], 20) && f.writeChunk(leaf, &values[1], 40) &&
+               f.writeChunk(over, nullptr, 32) && f.seek(0, SEEK_END, true) &&
+               f.writeChunk(leaf, &values[2]);
+    };
+    ZelTest::writeFileBytes(copy, before);
+    ZelFile unheld(copy.c_str(), "r+");
+    ASSERT_TRUE(update(unheld) && unheld.close());
+    const std::vector<unsigned char> expected = readFileBytes(copy);
+    for (const bool commit : {false, true}) {
+        ZelFile f(path.c_str(), "r+");
+        f.holdWritesBelow(60);
+        ASSERT_TRUE(update(f) && f.flush());
+        std::vector<unsigned char> seen(80);
+        ASSERT_TRUE(f.seek(0, SEEK_SET, true) &&
+                    f.readData(ZelHeader(kLeaf, kTypeUndef, 80), seen.data()));
+        EXPECT_EQ(seen, expected);
+        const std::vector<unsigned char> onDisk = readFileBytes(path);
+        EXPECT_TRUE(std::equal(before.begin(), before.end(), onDisk.begin()));
+        ASSERT_TRUE(commit ? f.commitHeldWrites() : f.discardHeldWrites());
+        EXPECT_TRUE(f.close());
+        EXPECT_EQ(readFileBytes(path), commit ? expected : before) << commit;
+    }
 }
