@@ -2,11 +2,13 @@
 // size, the peak resident memory before and after the read loop, and the times taken; then
 // evaluates the mesh's positions at 240 fractional times with each interpolation order, in
 // millions of points per second next to a memcpy of as many bytes; then compares appending 10
-// samples in place with a full rewrite.
+// samples in place with a full rewrite; then runs the write benchmarks (zelbench_write.cpp).
 //
-// usage: zelbench [FILE] [--unlimited]
-// FILE (default zelbench.zel) is written, read and removed. With --unlimited a second loop reads
-// the file again without a limit, for comparison.
+// usage: zelbench [FILE] [--unlimited] [--write]
+// FILE (default zelbench.zel) is written, read and removed; the write benchmarks write files
+// named after it in the same directory and remove them too. With --unlimited a second loop reads
+// the file again without a limit, for comparison. With --write only the write benchmarks run.
+// (zelbench --writer-peak FILE is the process whose peak memory the write benchmarks report.)
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -290,13 +292,22 @@ bool benchRead(const char* path, bool unlimited) {
 
 int main(int argc, char** argv) {
     const char* path = "zelbench.zel";
-    bool unlimited = false;
+    bool unlimited = false, writeOnly = false;
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--unlimited") == 0) {
             unlimited = true;
+        } else if (std::strcmp(argv[i], "--write") == 0) {
+            writeOnly = true;
+        } else if (std::strcmp(argv[i], "--writer-peak") == 0 && i + 1 < argc) {
+            return writerPeakChild(argv[i + 1]);
         } else {
             path = argv[i];
         }
     }
-    return benchRead(path, unlimited) ? 0 : 1;
+    bool ok = writeOnly || benchRead(path, unlimited);
+    if (!benchWrites(path)) {
+        std::cerr << "zelbench: a write benchmark failed\n";
+        ok = false;
+    }
+    return ok ? 0 : 1;
 }

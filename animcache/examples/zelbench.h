@@ -1,10 +1,21 @@
-// The small measuring helpers of zelbench's sources.
+// What zelbench's two sources share: the write benchmarks' entry points (zelbench_write.cpp) and
+// the small measuring helpers both use.
 #ifndef ZELBENCH_H
 #define ZELBENCH_H
 
 #include <chrono>
 #include <fstream>
 #include <string>
+
+// Runs every write benchmark on files named after `path` (`path` + ".fwrite" and so on, in the
+// same directory, each removed after its run) and prints the figures. False when a write fails
+// or a written file does not read back as written.
+bool benchWrites(const std::string& path);
+
+// The process whose peak memory benchWrites reports: writes the 240-frame mesh to `path` with
+// ZelWriter, prints this process's peak resident set in kB and removes the file. Exit status 0
+// when the file was written and reads back as written.
+int writerPeakChild(const std::string& path);
 
 // Seconds since `start` on the steady clock.
 inline double secondsSince(std::chrono::steady_clock::time_point start) {
