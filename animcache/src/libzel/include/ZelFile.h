@@ -47,6 +47,11 @@ struct ZelTypeCode<double> {
 //
 // Copies share the open stream (same handle, same position); the stream is closed when the last
 // copy closes it or is destroyed.
+//
+// Writes to a regular file opened for writing collect in a write-behind buffer, where a group's
+// length and a chunk rewritten at an offset inside the buffer are patched without a seek. Reads,
+// seeks, rewind and close write the buffer out first, so the file's bytes are those of writing
+// straight through. A stream opened "r" writes straight through and fails at once.
 class ZEL_API ZelFile {
   public:
     ZelFile();
@@ -58,7 +63,8 @@ class ZEL_API ZelFile {
 
     // Closes any open stream, then opens `path` with the stdio mode ("r", "r+", "w", ...).
     bool open(const char* path, const char* mode);
-    // Closes the stream and forgets all nesting; false only if closing reported an error.
+    // Writes out the buffer, closes the stream and forgets all nesting and held bytes; false when
+    // the final write, an earlier write of buffered bytes or closing itself failed.
     bool close();
     bool isOpen() const;
 
@@ -127,10 +133,25 @@ class ZEL_API ZelFile {
     // when closed). Readers compare a payload length with it before allocating for the payload.
     int64 bytesLeft() const;
 
+    // Writes everything buffered to the system; false when a write fails (errno says why).
+    bool flush();
+    // flush(), then asks the system to put the file's data on disk (fsync). False on failure.
+    bool sync();
+    // From now on, bytes written below `offset` (normally the file's size) are held in memory
+    // instead of written, and reads see them; writes at or after `offset` go to the file as usual.
+    // This lets an in-place update become visible only once everything it needs is on disk.
+    void holdWritesBelow(int64 offset);
+    // Syncs what was written at or past the held offset, then writes the held bytes from the
+    // highest offset down and syncs again. Ends holding. False on any failure, errno set; the held
+    // bytes are then kept, so that discardHeldWrites can still cut the file back.
+    bool commitHeldWrites();
+    // Forgets the held bytes and whatever is buffered, cuts the file back to the held offset
+    // (ftruncate) and ends holding. False with errno set when the cut fails.
+    bool discardHeldWrites();
+
   private:
     struct Stream;
 
-    bool prepare(bool forWrite);
     bool readBytes(void* buf, int64 n);
     bool writeBytes(const void* buf, int64 n);
     bool seekTo(int64 offset, int whence);

@@ -67,13 +67,15 @@ class ZEL_API ZelRwMemCache : public ZelRoMemCache {
     bool save(bool* saved = nullptr, bool* deleted = nullptr);
     // Writes the cache to `filename`: appended in place when it is the cache's own file and
     // append() succeeds, else rewritten in full, after which the cache adopts `filename`, is clean
-    // and has its file closed. A cache without objects instead deletes an existing `filename`
-    // (*deleted tells whether that worked) and answers true. *saved: whether a file was written.
+    // and has its file closed; a failed rewrite leaves `filename` as it was. A cache without
+    // objects instead deletes an existing `filename` (*deleted tells whether that worked) and
+    // answers true. *saved: whether a file was written.
     bool saveAs(const char* filename, bool* saved = nullptr, bool* deleted = nullptr);
     // Adds the samples past the file's last one to the cache's own file: the metadata is
     // rewritten where it stands (its length must not change) and the samples go into the spare
-    // room of the last samples section or into a new section at the end. False, perhaps after
-    // writing part of the file, whenever that is not possible; saveAs then rewrites the file.
+    // room of the last samples section or into a new section at the end; the update becomes
+    // visible only once the new samples are on disk. False whenever that is not possible, the
+    // file then left as it was; saveAs then rewrites the file.
     bool append();
 
   protected:
@@ -99,8 +101,11 @@ class ZEL_API ZelRwMemCache : public ZelRoMemCache {
     int64 reserveCount() const;
     // Writes samples `first` to the last through `sams`, recording their jump table entries.
     bool writeSamples(ZelSAMSChunk& sams, int first, bool nonUniform);
-    // The full rewrite of saveAs.
+    // The full rewrite of saveAs: into a temporary file that replaces `filename` only once it is
+    // complete and on disk, so a failure leaves `filename` as it was.
     bool rewrite(const char* filename);
+    // Writes the identification and metadata chunks and every sample to the open file.
+    bool writeWhole(bool nonUniform);
     // What append learns from the file: its size, where its metadata and last samples section
     // stand, and every section's tables.
     struct AppendPlan;
@@ -111,9 +116,11 @@ class ZEL_API ZelRwMemCache : public ZelRoMemCache {
     // Whether the file's samples are the cache's first ones and its tables can take the rest;
     // `uniform` receives whether the cache (now) samples uniformly.
     bool matchesFile(const AppendPlan& plan, bool& uniform);
-    // Writes the metadata in place and the samples past the file's last one.
+    // Writes the metadata in place and the samples past the file's last one, leaving the file
+    // open for the caller to commit or discard the writes held below its old end.
     bool writeAppended(const AppendPlan& plan, bool uniform);
-    // The append of a cache without samples: the identification and metadata chunks alone.
+    // The append of a cache without samples: the identification and metadata chunks alone,
+    // replacing the file as a whole.
     bool writeHeadOnly();
 
     bool dirty_ = false;

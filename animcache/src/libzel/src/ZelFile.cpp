@@ -4,7 +4,11 @@
 #include <sys/types.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cassert>
+#include <cerrno>
 #include <cstring>
+#include <iterator>
 #include <limits>
 
 #include "ZelFormat.h"
@@ -13,24 +17,220 @@ static_assert(sizeof(off_t) == 8, "file positions need a 64-bit off_t");
 
 namespace Zel {
 
+namespace {
+
+// The write-behind buffer's size: large enough that the back-patches of a sample's groups land in
+// memory, small enough to allocate once per written file without notice.
+constexpr int64 kBufferSize = int64(1) << 20;
+
+// Writes all `n` bytes at `offset` of descriptor `fd`, resuming after partial writes.
+bool pwriteAll(int fd, const char* p, int64 n, int64 offset) {
+    while (n > 0) {
+        const ssize_t put = pwrite(fd, p, static_cast<size_t>(n), static_cast<off_t>(offset));
+        if (put < 0 && errno == EINTR) {
+            continue;
+        }
+        if (put <= 0) {
+            if (put == 0) {
+                errno = EIO;
+            }
+            return false;
+        }
+        p += put;
+        n -= put;
+        offset += put;
+    }
+    return true;
+}
+
+}  // namespace
+
 // The open stream shared by a ZelFile and its copies. The position and size are tracked here so
-// that level bookkeeping and bounds checks cost no system call; `lastWrite` records the direction
-// of the last transfer, because stdio needs a seek between a write and a read on one stream.
+// that level bookkeeping and bounds checks cost no system call. Where stdio's own stream stands
+// and which way it moved last are tracked too, because stdio needs a seek between a write and a
+// read, and held and patched bytes move the position without touching stdio.
 struct ZelFile::Stream {
-    explicit Stream(FILE* f) : fp(f) {}
+    enum class Dir { kNone, kRead, kWrite };
+    // Bytes held in memory at `start` until the held writes are committed.
+    struct Span {
+        int64 start;
+        std::vector<char> bytes;
+        int64 end() const { return start + static_cast<int64>(bytes.size()); }
+    };
+
+    Stream(FILE* f, bool buffered) : fp(f), writeBehind(buffered) {}
     ~Stream() {
         if (fp != nullptr) {
+            flushBuffer();
             std::fclose(fp);
         }
     }
     Stream(const Stream&) = delete;
     Stream& operator=(const Stream&) = delete;
 
+    bool moveTo(int64 at, Dir d);
+    bool flushBuffer();
+    bool writeThrough(const char* p, int64 n);
+    bool writeBuffered(const char* p, int64 n);
+    bool buffered(int64 at, int64 n) const;
+    bool patch(int64 at, const void* p, int64 n);
+    void hold(const char* p, int64 n);
+    int64 overlay(char* p, int64 n, int64 got) const;
+    void grow() { size = std::max(size, pos); }
+    bool holding() const { return holdOffset >= 0; }
+
     FILE* fp;
     int64 pos = 0;
     int64 size = 0;
-    bool lastWrite = false;
+    int64 filePos = 0;
+    Dir dir = Dir::kNone;
+    // The write-behind buffer: `bufferLength` bytes that belong at `bufferStart`, which always
+    // end at `pos` while there are any. Allocated on the first buffered write.
+    const bool writeBehind;
+    std::unique_ptr<char[]> buffer;
+    int64 bufferStart = 0;
+    int64 bufferLength = 0;
+    // errno of the first buffered write that failed: the caller was told those bytes were
+    // written, so flush, sync, commit and close report it.
+    int lostWrite = 0;
+    // Writes below `holdOffset` (-1: none) wait in `held`: sorted, neither overlapping nor
+    // touching, so that committing them in descending order writes each byte once.
+    int64 holdOffset = -1;
+    std::vector<Span> held;
 };
+
+// Puts stdio's stream at `at` for a transfer in direction `d`, seeking only when it stands
+// elsewhere or turns from reading to writing or back.
+bool ZelFile::Stream::moveTo(int64 at, Dir d) {
+    if (filePos != at || (dir != Dir::kNone && dir != d)) {
+        if (fseeko(fp, static_cast<off_t>(at), SEEK_SET) != 0) {
+            filePos = -1;
+            return false;
+        }
+        filePos = at;
+    }
+    dir = d;
+    return true;
+}
+
+bool ZelFile::Stream::flushBuffer() {
+    if (bufferLength == 0) {
+        return true;
+    }
+    const int64 n = bufferLength;
+    // The bytes go now or are lost: a later flush must not write them a second time.
+    bufferLength = 0;
+    if (!moveTo(bufferStart, Dir::kWrite)) {
+        lostWrite = lostWrite != 0 ? lostWrite : errno;
+        return false;
+    }
+    const size_t put = std::fwrite(buffer.get(), 1, static_cast<size_t>(n), fp);
+    filePos += static_cast<int64>(put);
+    if (static_cast<int64>(put) == n && std::fflush(fp) == 0) {
+        return true;
+    }
+    lostWrite = lostWrite != 0 ? lostWrite : (errno != 0 ? errno : EIO);
+    filePos = -1;
+    return false;
+}
+
+bool ZelFile::Stream::writeThrough(const char* p, int64 n) {
+    if (!moveTo(pos, Dir::kWrite)) {
+        return false;
+    }
+    const size_t put = std::fwrite(p, 1, static_cast<size_t>(n), fp);
+    pos += static_cast<int64>(put);
+    filePos = static_cast<int64>(put) == n ? filePos + n : -1;
+    grow();
+    return static_cast<int64>(put) == n;
+}
+
+bool ZelFile::Stream::writeBuffered(const char* p, int64 n) {
+    if (bufferLength > 0 && (pos != bufferStart + bufferLength || bufferLength + n > kBufferSize)) {
+        if (!flushBuffer()) {
+            return false;
+        }
+    }
+    if (n > kBufferSize) {
+        return writeThrough(p, n);
+    }
+    if (buffer == nullptr) {
+        buffer.reset(new char[kBufferSize]);
+    }
+    if (bufferLength == 0) {
+        bufferStart = pos;
+    }
+    std::memcpy(buffer.get() + bufferLength, p, static_cast<size_t>(n));
+    bufferLength += n;
+    pos += n;
+    grow();
+    return true;
+}
+
+// Whether all `n` bytes at `at` lie in the buffered run.
+bool ZelFile::Stream::buffered(int64 at, int64 n) const {
+    return bufferLength > 0 && at >= bufferStart && n <= bufferLength &&
+           at - bufferStart <= bufferLength - n;
+}
+
+// Overwrites `n` bytes at `at` in the buffer; false, touching nothing, unless all of them lie in
+// the buffered run.
+bool ZelFile::Stream::patch(int64 at, const void* p, int64 n) {
+    if (!buffered(at, n)) {
+        return false;
+    }
+    std::memcpy(buffer.get() + (at - bufferStart), p, static_cast<size_t>(n));
+    return true;
+}
+
+// Holds `n` bytes for the current position, merging every span they overlap or touch.
+void ZelFile::Stream::hold(const char* p, int64 n) {
+    const int64 start = pos, end = pos + n;
+    auto first = std::lower_bound(held.begin(), held.end(), start,
+                                  [](const Span& s, int64 at) { return s.end() < at; });
+    auto last = first;
+    while (last != held.end() && last->start <= end) {
+        ++last;
+    }
+    Span merged{start, {}};
+    if (first != last) {
+        merged.start = std::min(start, first->start);
+        merged.bytes.resize(
+            static_cast<size_t>(std::max(end, std::prev(last)->end()) - merged.start));
+        for (auto it = first; it != last; ++it) {
+            std::memcpy(merged.bytes.data() + (it->start - merged.start), it->bytes.data(),
+                        it->bytes.size());
+        }
+    } else {
+        merged.bytes.resize(static_cast<size_t>(n));
+    }
+    // The newest bytes win.
+    std::memcpy(merged.bytes.data() + (start - merged.start), p, static_cast<size_t>(n));
+    const auto at = held.erase(first, last);
+    held.insert(at, std::move(merged));
+    pos = end;
+    grow();
+}
+
+// Lays the held bytes over `n` bytes just read at the current position, of which the file gave
+// `got`; returns how many of the `n` are now known (held bytes may reach past the file's end).
+int64 ZelFile::Stream::overlay(char* p, int64 n, int64 got) const {
+    int64 known = got;
+    for (const Span& s : held) {
+        if (s.start >= pos + n) {
+            break;
+        }
+        const int64 from = std::max(s.start, pos), to = std::min(s.end(), pos + n);
+        if (from < to) {
+            std::memcpy(p + (from - pos), s.bytes.data() + (from - s.start),
+                        static_cast<size_t>(to - from));
+            if (from <= pos + known) {
+                known = std::max(known, to - pos);
+            }
+        }
+    }
+    return known;
+}
 
 ZelFile::ZelFile() = default;
 
@@ -68,13 +268,18 @@ bool ZelFile::open(const char* path, const char* mode) {
     if (fp == nullptr) {
         return false;
     }
-    stream_ = std::make_shared<Stream>(fp);
     struct stat st;
-    if (fstat(fileno(fp), &st) == 0) {
+    const bool stated = fstat(fileno(fp), &st) == 0;
+    // Only a regular file takes back-patches in memory: a device or pipe keeps stdio's own way of
+    // failing at the write that reaches it.
+    const bool writable = mode[0] == 'w' || (mode[0] == 'r' && std::strchr(mode, '+') != nullptr);
+    stream_ = std::make_shared<Stream>(fp, writable && stated && S_ISREG(st.st_mode));
+    if (stated) {
         stream_->size = static_cast<int64>(st.st_size);
     }
     if (mode[0] == 'a') {
         stream_->pos = stream_->size;
+        stream_->filePos = -1;
     }
     return true;
 }
@@ -82,8 +287,14 @@ bool ZelFile::open(const char* path, const char* mode) {
 bool ZelFile::close() {
     bool ok = true;
     if (stream_ != nullptr && stream_.use_count() == 1) {
-        ok = std::fclose(stream_->fp) == 0;
+        // A failed final write is kept in lostWrite, like any earlier one.
+        stream_->flushBuffer();
+        const int lost = stream_->lostWrite;
+        ok = std::fclose(stream_->fp) == 0 && lost == 0;
         stream_->fp = nullptr;
+        if (lost != 0) {
+            errno = lost;
+        }
     }
     stream_.reset();
     levels_.clear();
@@ -120,66 +331,62 @@ bool ZelFile::isZelFile(const char* path) {
     return f.readHeader(h) && h.tag == kTagDZEL;
 }
 
-// stdio requires a positioning call between output and input on an update stream; re-seeking to
-// the tracked position whenever the direction changes keeps the stream valid both ways.
-bool ZelFile::prepare(bool forWrite) {
+bool ZelFile::readBytes(void* buf, int64 n) {
     if (!isOpen()) {
         return false;
     }
-    if (stream_->lastWrite != forWrite) {
-        if (fseeko(stream_->fp, static_cast<off_t>(stream_->pos), SEEK_SET) != 0) {
-            return false;
-        }
-        stream_->lastWrite = forWrite;
-    }
-    return true;
-}
-
-bool ZelFile::readBytes(void* buf, int64 n) {
-    if (!prepare(false)) {
+    Stream& s = *stream_;
+    if (!s.flushBuffer() || !s.moveTo(s.pos, Stream::Dir::kRead)) {
         return false;
     }
-    const size_t got = std::fread(buf, 1, static_cast<size_t>(n), stream_->fp);
-    stream_->pos += static_cast<int64>(got);
-    return static_cast<int64>(got) == n;
+    const auto got = static_cast<int64>(std::fread(buf, 1, static_cast<size_t>(n), s.fp));
+    s.filePos += got;
+    const int64 known = s.held.empty() ? got : s.overlay(static_cast<char*>(buf), n, got);
+    s.pos += known;
+    return known == n;
 }
 
 bool ZelFile::writeBytes(const void* buf, int64 n) {
-    if (!prepare(true)) {
-        return false;
-    }
-    const size_t put = std::fwrite(buf, 1, static_cast<size_t>(n), stream_->fp);
-    stream_->pos += static_cast<int64>(put);
-    if (stream_->pos > stream_->size) {
-        stream_->size = stream_->pos;
-    }
-    return static_cast<int64>(put) == n;
-}
-
-bool ZelFile::seekTo(int64 offset, int whence) {
     if (!isOpen()) {
         return false;
     }
-    if (fseeko(stream_->fp, static_cast<off_t>(offset), whence) != 0) {
-        const off_t at = ftello(stream_->fp);
-        if (at >= 0) {
-            stream_->pos = static_cast<int64>(at);
+    Stream& s = *stream_;
+    const char* p = static_cast<const char*>(buf);
+    if (s.holding() && s.pos < s.holdOffset && n > 0) {
+        const int64 below = std::min(n, s.holdOffset - s.pos);
+        s.hold(p, below);
+        p += below;
+        n -= below;
+        if (n == 0) {
+            return true;
         }
+    }
+    return s.writeBehind ? s.writeBuffered(p, n) : s.writeThrough(p, n);
+}
+
+bool ZelFile::seekTo(int64 offset, int whence) {
+    if (!isOpen() || !stream_->flushBuffer()) {
         return false;
     }
-    switch (whence) {
-        case SEEK_SET:
-            stream_->pos = offset;
-            break;
-        case SEEK_CUR:
-            stream_->pos += offset;
-            break;
-        default:
-            stream_->pos = static_cast<int64>(ftello(stream_->fp));
-            break;
+    Stream& s = *stream_;
+    // Relative seeks start from the tracked position: stdio's lags behind it after held writes.
+    if (whence == SEEK_CUR) {
+        if (offset > std::numeric_limits<int64>::max() - s.pos) {
+            errno = EOVERFLOW;
+            return false;
+        }
+        offset += s.pos;
+        whence = SEEK_SET;
     }
+    if (fseeko(s.fp, static_cast<off_t>(offset), whence) != 0) {
+        s.filePos = -1;
+        return false;
+    }
+    const int64 target = whence == SEEK_SET ? offset : static_cast<int64>(ftello(s.fp));
+    s.pos = target;
+    s.filePos = target;
     // A seek discards stdio's buffer state, so either direction may follow.
-    stream_->lastWrite = false;
+    s.dir = Stream::Dir::kNone;
     return true;
 }
 
@@ -280,6 +487,16 @@ bool ZelFile::writeChunk(const ZelHeader& h, const void* data, int64 offset) {
     if (!isOpen() || h.length < 0) {
         return false;
     }
+    // A chunk rewritten inside the buffered run is patched there; a skipped payload keeps the
+    // bytes it skips, as the seek over it would.
+    if (offset >= 0 && h.length <= kBufferSize &&
+        stream_->buffered(offset, kHeaderSize + h.length)) {
+        stream_->patch(offset, &h, kHeaderSize);
+        if (data != nullptr && h.length != 0) {
+            stream_->patch(offset + kHeaderSize, data, h.length);
+        }
+        return true;
+    }
     const int64 here = stream_->pos;
     if (offset >= 0 && !seekTo(offset, SEEK_SET)) {
         return false;
@@ -344,8 +561,12 @@ bool ZelFile::endGroup() {
     const int64 start = levels_.back();
     const int64 length = end - start;
     // The length field sits inside the header that ends where the payload starts.
-    if (!seekTo(start - kHeaderSize + kHeaderLengthOffset, SEEK_SET) ||
-        !writeBytes(&length, sizeof(length))) {
+    const int64 field = start - kHeaderSize + kHeaderLengthOffset;
+    if (stream_->patch(field, &length, sizeof(length))) {
+        levels_.pop_back();
+        return true;
+    }
+    if (!seekTo(field, SEEK_SET) || !writeBytes(&length, sizeof(length))) {
         return false;
     }
     levels_.pop_back();
@@ -380,6 +601,83 @@ uint64 ZelFile::getLevel() const {
 
 int64 ZelFile::bytesLeft() const {
     return isOpen() ? stream_->size - stream_->pos : 0;
+}
+
+bool ZelFile::flush() {
+    if (!isOpen()) {
+        return false;
+    }
+    Stream& s = *stream_;
+    if (!s.flushBuffer() || std::fflush(s.fp) != 0) {
+        return false;
+    }
+    if (s.lostWrite != 0) {
+        errno = s.lostWrite;
+        return false;
+    }
+    return true;
+}
+
+bool ZelFile::sync() {
+    return flush() && fsync(fileno(stream_->fp)) == 0;
+}
+
+void ZelFile::holdWritesBelow(int64 offset) {
+    assert(offset >= 0);
+    if (!isOpen() || offset < 0) {
+        return;
+    }
+    // Bytes written before holding began are not the update's: they go to the file as usual. A
+    // failure to write them is kept and reported by the commit.
+    stream_->flushBuffer();
+    stream_->holdOffset = offset;
+    stream_->held.clear();
+}
+
+bool ZelFile::commitHeldWrites() {
+    if (!sync()) {
+        return false;
+    }
+    Stream& s = *stream_;
+    const int fd = fileno(s.fp);
+    for (auto it = s.held.rbegin(); it != s.held.rend(); ++it) {
+        if (!pwriteAll(fd, it->bytes.data(), static_cast<int64>(it->bytes.size()), it->start)) {
+            return false;
+        }
+    }
+    if (!s.held.empty() && fsync(fd) != 0) {
+        return false;
+    }
+    s.held.clear();
+    s.holdOffset = -1;
+    // stdio may still buffer the bytes read before the commit replaced them.
+    s.filePos = -1;
+    return true;
+}
+
+bool ZelFile::discardHeldWrites() {
+    if (!isOpen()) {
+        return false;
+    }
+    Stream& s = *stream_;
+    const int64 offset = s.holdOffset;
+    s.held.clear();
+    s.holdOffset = -1;
+    if (offset < 0) {
+        return true;
+    }
+    // Everything buffered lies at or past the offset and is cut off anyway. stdio may still hold
+    // such bytes too: they reach the file now, before the cut, never after it.
+    s.bufferLength = 0;
+    std::fflush(s.fp);
+    s.filePos = -1;
+    const int fd = fileno(s.fp);
+    struct stat st;
+    if (fstat(fd, &st) != 0 || (st.st_size > offset && ftruncate(fd, offset) != 0)) {
+        return false;
+    }
+    s.size = std::min(static_cast<int64>(st.st_size), offset);
+    return true;
 }
 
 }  // namespace Zel

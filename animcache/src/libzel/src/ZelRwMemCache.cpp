@@ -8,6 +8,7 @@
 #include <iostream>
 
 #include "ZelFormat.h"
+#include "ZelReplace.h"
 #include "ZelSAMSChunk.h"
 #include "ZelTrace.h"
 
@@ -418,30 +419,37 @@ bool ZelRwMemCache::rewrite(const char* filename) {
     }
     const bool nonUniform = !convertToUniformSampling();
     meta_.date = now();
-    if (file_.isOpen()) {
-        file_.rewind();
-    }
-    if (!file_.open(filename, "w") || !dzel_.write(file_) || !meta_.write(file_)) {
+    // Every sample is in memory now, so the old handle, perhaps on the very file about to be
+    // replaced, is done with.
+    file_.close();
+    ZelReplace replace;
+    if (!replace.begin(filename, file_) || !writeWhole(nonUniform)) {
+        replace.abandon(file_);
         return false;
     }
-    const int n = getNumSamples();
-    if (n >= 1) {
-        if (samples_.size() != static_cast<size_t>(n)) {
-            return false;
-        }
-        ZelSAMSChunk sams;
-        if (!sams.writeStart(file_, n, reserveCount(), nonUniform) ||
-            !writeSamples(sams, 0, nonUniform) || !sams.writeEnd(file_)) {
-            return false;
-        }
-    }
-    if (!file_.close()) {
+    if (!replace.commit(file_)) {
         return false;
     }
     filename_ = filename;
     currentSample_ = -1;
     dirty_ = false;
     return true;
+}
+
+bool ZelRwMemCache::writeWhole(bool nonUniform) {
+    if (!dzel_.write(file_) || !meta_.write(file_)) {
+        return false;
+    }
+    const int n = getNumSamples();
+    if (n < 1) {
+        return true;
+    }
+    if (samples_.size() != static_cast<size_t>(n)) {
+        return false;
+    }
+    ZelSAMSChunk sams;
+    return sams.writeStart(file_, n, reserveCount(), nonUniform) &&
+           writeSamples(sams, 0, nonUniform) && sams.writeEnd(file_);
 }
 
 // What append learns from the file before it writes anything.
@@ -565,7 +573,15 @@ bool ZelRwMemCache::append() {
                   << " numSamplesToAppend " << n - f << " sampleToStartAppend " << f
                   << " numSamples " << n << '\n';
     }
-    if (!writeAppended(plan, uniform)) {
+    // Until the commit the file's own bytes stay as they are: the new samples go past its end, and
+    // the metadata and table updates that would make them visible wait in memory.
+    file_.holdWritesBelow(plan.fileSize);
+    if (!writeAppended(plan, uniform) || !file_.commitHeldWrites()) {
+        file_.discardHeldWrites();
+        file_.close();
+        return false;
+    }
+    if (!file_.close()) {
         return false;
     }
     currentSample_ = -1;
@@ -574,11 +590,14 @@ bool ZelRwMemCache::append() {
 }
 
 bool ZelRwMemCache::writeHeadOnly() {
-    if (!file_.open(filename_.c_str(), "w")) {
+    file_.close();
+    ZelReplace replace;
+    if (!replace.begin(filename_.c_str(), file_)) {
         return false;
     }
     meta_.date = now();
-    if (!dzel_.write(file_) || !meta_.write(file_) || !file_.close()) {
+    if (!dzel_.write(file_) || !meta_.write(file_) || !replace.commit(file_)) {
+        replace.abandon(file_);
         return false;
     }
     dirty_ = false;
@@ -631,8 +650,7 @@ bool ZelRwMemCache::writeAppended(const AppendPlan& plan, bool uniform) {
                !sams.writeStart(file_, k, reserveCount(), !uniform)) {
         return false;
     }
-    return writeSamples(sams, static_cast<int>(f), !uniform) && sams.writeEnd(file_) &&
-           file_.close();
+    return writeSamples(sams, static_cast<int>(f), !uniform) && sams.writeEnd(file_);
 }
 
 }  // namespace Zel

@@ -2,9 +2,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <ctime>
+#include <filesystem>
 #include <numeric>
 #include <sstream>
 #include <string>
@@ -13,6 +15,7 @@
 
 #include "Zel.h"
 #include "support/CacheFile.h"
+#include "support/Child.h"
 #include "support/ChunkWalk.h"
 #include "support/TempDir.h"
 
@@ -103,6 +106,16 @@ std::vector<ChunkEntry> chunks(const std::string& path, const char (&tag)[5]) {
 // The length of the last "FREE" reserve: the one after the last jump table.
 int64 jumpReserve(const std::string& path) {
     return chunks(path, "FREE").back().header.length;
+}
+
+// The names in directory `dir`, sorted.
+std::vector<std::string> names(const std::string& dir) {
+    std::vector<std::string> v;
+    for (const auto& e : std::filesystem::directory_iterator(dir)) {
+        v.push_back(e.path().filename().string());
+    }
+    std::sort(v.begin(), v.end());
+    return v;
 }
 
 class RwMemCacheTest : public ::testing::Test {
@@ -460,6 +473,94 @@ TEST_F(RwMemCacheTest, LoadedCacheExtendsItsFile) {
         // The constructor's read-only handle cannot take an append: the file was rewritten.
         EXPECT_EQ(jumpReserve(path), constructed ? 100 * 8 : 99 * 8);
     }
+}
+
+// A save of samples 10 on, run in a child that a file size limit stops (the writes fail) or kills
+// at points all across the write, or that is killed after a while: the file then loads with
+// exactly its old samples or with all of the new ones, and a save that failed leaves the file
+// byte for byte as it was and nothing beside it.
+TEST_F(RwMemCacheTest, InterruptedSavesNeverLoseTheFile) {
+    struct Case {
+        int upTo;     // the samples after the save: 15 fit the reserve, 111 need a new section
+        bool rename;  // the metadata no longer fits its place: the file is rewritten
+    };
+    for (const Case k : {Case{15, true}, Case{15, false}, Case{111, false}}) {
+        SCOPED_TRACE(testing::Message() << k.upTo << (k.rename ? " rewrite" : " append"));
+        {
+            ZelRwMemCache w;
+            build(w, range(0, 10), 0, 1);
+            ASSERT_TRUE(w.saveAs(path.c_str()));
+        }
+        const std::vector<unsigned char> old = ZelTest::readFileBytes(path);
+        const auto save = [&](rlim_t limit, bool die, long killAfterUs = -1) {
+            // A killed rewrite leaves its temporary file: nothing can remove it then.
+            for (const std::string& name : names(dir.path())) {
+                std::remove(dir.file(name).c_str());
+            }
+            ZelTest::writeFileBytes(path, old);
+            return ZelTest::exitCode(ZelTest::inChild(
+                [&] {
+                    ZelRwMemCache c;
+                    if (!c.load(path.c_str())) {
+                        return 2;
+                    }
+                    c.setName(0, k.rename ? "renamed" : "a");
+                    build(c, range(10, k.upTo), 0, 1);
+                    if (limit != RLIM_INFINITY && !ZelTest::limitFileSize(limit, die)) {
+                        return 2;
+                    }
+                    return (k.rename ? c.save() : c.append()) ? 0 : 1;
+                },
+                killAfterUs));
+        };
+        ASSERT_EQ(save(RLIM_INFINITY, false), 0);
+        expectFile(path, k.upTo);
+        const auto grown = static_cast<rlim_t>(ZelTest::readFileBytes(path).size());
+        const rlim_t from = k.rename ? 0 : old.size();
+        for (const bool die : {false, true}) {
+            for (rlim_t limit = from; limit < grown; limit += (grown - from) / 16 + 1) {
+                SCOPED_TRACE(testing::Message() << "limit " << limit << (die ? " kill" : ""));
+                ASSERT_EQ(save(limit, die), die ? -SIGKILL : 1);
+                expectFile(path, 10);
+                const std::vector<unsigned char> now = ZelTest::readFileBytes(path);
+                // Only a killed append leaves bytes, past the old end, that nothing refers to.
+                EXPECT_TRUE(now == old || (die && !k.rename && now.size() > old.size() &&
+                                           std::equal(old.begin(), old.end(), now.begin())));
+                EXPECT_TRUE(die || names(dir.path()) == std::vector<std::string>{"cache.zel"});
+            }
+        }
+        for (long us = 0; us <= 1500; us += 100) {
+            const int code = save(RLIM_INFINITY, false, us);
+            ASSERT_TRUE(code == 0 || code == -SIGKILL) << code;
+            ZelRoMemCache r;
+            ASSERT_TRUE(r.load(path.c_str())) << us;
+            if (code == 0 || r.getNumSamples() != 10) {
+                expectFile(path, k.upTo);
+            }
+        }
+    }
+}
+
+TEST_F(RwMemCacheTest, SaveIntoReadOnlyDirectoryFailsAndLeavesNothing) {
+    const std::string ro = dir.file("ro"), file = ro + "/cache.zel";
+    ASSERT_EQ(chmod(dir.path().c_str(), 0755) + mkdir(ro.c_str(), 0755), 0);
+    ZelRwMemCache c;
+    build(c, range(0, 3));
+    ASSERT_TRUE(c.saveAs(file.c_str()));
+    const std::vector<unsigned char> old = ZelTest::readFileBytes(file);
+    ASSERT_EQ(chmod(file.c_str(), 0666) + chmod(ro.c_str(), 0555), 0);
+    const int code = ZelTest::exitCode(ZelTest::inChild([&] {
+        if (!ZelTest::dropRoot()) {
+            return 2;
+        }
+        c.setName(0, "renamed");
+        bool saved = true;
+        return !c.save(&saved) && !saved && !c.saveAs((ro + "/new.zel").c_str()) ? 0 : 1;
+    }));
+    EXPECT_EQ(code, 0);
+    EXPECT_EQ(names(ro), std::vector<std::string>{"cache.zel"});
+    EXPECT_EQ(ZelTest::readFileBytes(file), old);
+    chmod(ro.c_str(), 0755);
 }
 
 }  // namespace
