@@ -62,6 +62,9 @@ struct Contender {
 bool runInTurn(std::vector<Contender>& contenders) {
     for (int i = 0; i < kRuns; ++i) {
         for (Contender& c : contenders) {
+            // Each run starts with nothing left to write back from the one before, whose
+            // writeback (and, when it synced, whose freed blocks) would otherwise slow it.
+            sync();
             const double seconds = c.run(c.path);
             const long long bytes = fileSize(c.path);
             const bool ok = seconds >= 0 && bytes >= 0 && c.check(c.path);
@@ -79,29 +82,46 @@ bool runInTurn(std::vector<Contender>& contenders) {
     return true;
 }
 
-// One line per contender: bytes, best time, rate and, after the first (the fwrite), the rate as
-// a share of the first's, checked against the contender's target.
+// The first two contenders are the raw limits: one fwrite per frame, then the same with an fsync
+// before fclose, the limit of a writer that puts its file on disk before it answers.
+constexpr size_t kLimits = 2;
+
+// One line per contender: bytes, best time, rate and the rate as a share of the limits' rates,
+// checked against the contender's target (a share of the plain fwrite's).
 void printRates(const std::vector<Contender>& contenders) {
-    const double limit = contenders.front().rate();
+    const double limit = contenders[0].rate(), syncedLimit = contenders[1].rate();
     for (size_t i = 0; i < contenders.size(); ++i) {
         const Contender& c = contenders[i];
         std::printf("  %-34s %10lld bytes %7.3f s %7.1f MB/s", c.name.c_str(), c.bytes, c.seconds,
                     c.rate());
         if (i > 0) {
-            const double share = c.rate() / limit;
-            std::printf(" %6.1f%% of fwrite", 100 * share);
-            if (c.target > 0) {
-                std::printf(" (target >= %.0f%%: %s)", 100 * c.target,
-                            share >= c.target ? "met" : "MISSED");
-            }
+            std::printf(" %6.1f%% of fwrite", 100 * c.rate() / limit);
+        }
+        if (i >= kLimits) {
+            std::printf(", %5.1f%% of fwrite + fsync", 100 * c.rate() / syncedLimit);
+        }
+        if (c.target > 0) {
+            std::printf(" (target >= %.0f%% of fwrite: %s)", 100 * c.target,
+                        c.rate() / limit >= c.target ? "met" : "MISSED");
         }
         std::printf("\n");
     }
 }
 
-// Writes `frames` frames of `bytes` bytes from `data` with one fwrite each, the raw limit, and
-// answers the seconds up to fclose; -1 on failure.
-double fwriteFrames(const std::string& path, const void* data, size_t bytes, int frames) {
+// Runs the contenders in turn and prints their rates under `title`. False when one fails.
+bool runAndPrint(const std::string& title, std::vector<Contender>& contenders) {
+    std::printf("\n%s, best of %d:\n", title.c_str(), kRuns);
+    const bool ok = runInTurn(contenders);
+    if (ok) {
+        printRates(contenders);
+    }
+    return ok;
+}
+
+// Writes `frames` frames of `bytes` bytes from `data` with one fwrite each, with an fsync before
+// fclose when `sync`, and answers the seconds up to fclose; -1 on failure.
+double fwriteFrames(const std::string& path, const void* data, size_t bytes, int frames,
+                    bool sync) {
     const auto start = std::chrono::steady_clock::now();
     FILE* f = std::fopen(path.c_str(), "wb");
     if (f == nullptr) {
@@ -111,8 +131,28 @@ double fwriteFrames(const std::string& path, const void* data, size_t bytes, int
     for (int i = 0; i < frames && ok; ++i) {
         ok = std::fwrite(data, 1, bytes, f) == bytes;
     }
+    if (sync) {
+        ok = ok && std::fflush(f) == 0 && fsync(fileno(f)) == 0;
+    }
     ok = std::fclose(f) == 0 && ok;
     return ok ? secondsSince(start) : -1;
+}
+
+// The two raw limits, writing `frames` frames of `bytes` bytes from `data` to `path` + ".fwrite";
+// `frameName` says how much one frame is.
+std::vector<Contender> rawLimits(const std::string& path, const void* data, size_t bytes,
+                                 int frames, const std::string& frameName) {
+    const auto check = [=](const std::string& p) {
+        return fileSize(p) == static_cast<long long>(bytes) * frames;
+    };
+    std::vector<Contender> limits;
+    for (bool sync : {false, true}) {
+        limits.push_back(
+            {sync ? "fwrite + fsync" : "fwrite, " + frameName + " per frame", path + ".fwrite",
+             [=](const std::string& p) { return fwriteFrames(p, data, bytes, frames, sync); },
+             check});
+    }
+    return limits;
 }
 
 // ---- What is written: a 240-frame mesh and 10,000 transforms ----
@@ -359,21 +399,14 @@ bool benchWriterPeak(const std::string& path) {
 
 // ---- The benchmarks ----
 
-// fwrite, ZelWriter and saveAs writing the 240-frame mesh; the writers' targets are 85% and 50%
-// of the fwrite rate.
+// The raw limits, ZelWriter and saveAs writing the 240-frame mesh; the writers' targets are 85%
+// and 50% of the fwrite rate.
 bool benchMeshWrites(const std::string& path) {
     Grid grid = makeGrid();
     ZelRwMemCache cache;
     fillMeshCache(cache, grid);
-    std::vector<Contender> contenders;
-    contenders.push_back({"fwrite, 1.2 MB per frame", path + ".fwrite",
-                          [&](const std::string& p) {
-                              return fwriteFrames(p, grid.positions.data(), size_t(kFrameBytes),
-                                                  kFrames);
-                          },
-                          [](const std::string& p) {
-                              return fileSize(p) == static_cast<long long>(kFrames * kFrameBytes);
-                          }});
+    std::vector<Contender> contenders =
+        rawLimits(path, grid.positions.data(), size_t(kFrameBytes), kFrames, "1.2 MB");
 #ifdef ZELBENCH_HAVE_WRITER
     contenders.push_back(
         {"ZelWriter", path + ".writer",
@@ -383,31 +416,20 @@ bool benchMeshWrites(const std::string& path) {
     contenders.push_back({"ZelRwMemCache::saveAs (save only)", path + ".saveas",
                           [&](const std::string& p) { return timeSaveAs(cache, p); }, checkMesh,
                           0.50});
-    std::printf("\nwriting %d frames of a %d-vertex mesh (positions only), best of %d:\n", kFrames,
-                kVertices, kRuns);
-    const bool ok = runInTurn(contenders);
-    if (ok) {
-        printRates(contenders);
-    }
-    return ok;
+    return runAndPrint("writing " + std::to_string(kFrames) + " frames of a " +
+                           std::to_string(kVertices) + "-vertex mesh (positions only)",
+                       contenders);
 }
 
-// fwrite, ZelWriter and saveAs writing 10,000 transforms over 10 frames.
+// The raw limits, ZelWriter and saveAs writing 10,000 transforms over 10 frames.
 bool benchTransformWrites(const std::string& path) {
     const std::vector<double> all = transformMatrices();
-    const size_t frameBytes = all.size() * sizeof(double) / kTransformFrames;
     ZelRwMemCache cache;
     fillTransformCache(cache, all);
     const auto check = [&](const std::string& p) { return checkTransforms(p, all); };
-    std::vector<Contender> contenders;
-    contenders.push_back({"fwrite, 1.28 MB per frame", path + ".fwrite",
-                          [&](const std::string& p) {
-                              return fwriteFrames(p, all.data(), frameBytes, kTransformFrames);
-                          },
-                          [&](const std::string& p) {
-                              return fileSize(p) ==
-                                     static_cast<long long>(all.size() * sizeof(double));
-                          }});
+    std::vector<Contender> contenders =
+        rawLimits(path, all.data(), all.size() * sizeof(double) / kTransformFrames,
+                  kTransformFrames, "1.28 MB");
 #ifdef ZELBENCH_HAVE_WRITER
     std::vector<std::string> names;
     for (int o = 0; o < kTransforms; ++o) {
@@ -421,13 +443,10 @@ bool benchTransformWrites(const std::string& path) {
 #endif
     contenders.push_back({"ZelRwMemCache::saveAs (save only)", path + ".saveas",
                           [&](const std::string& p) { return timeSaveAs(cache, p); }, check});
-    std::printf("\nwriting %d transforms (a double 4x4 matrix each) over %d frames, best of %d:\n",
-                kTransforms, kTransformFrames, kRuns);
-    const bool ok = runInTurn(contenders);
-    if (ok) {
-        printRates(contenders);
-    }
-    return ok;
+    return runAndPrint("writing " + std::to_string(kTransforms) +
+                           " transforms (a double 4x4 matrix each) over " +
+                           std::to_string(kTransformFrames) + " frames",
+                       contenders);
 }
 
 }  // namespace
