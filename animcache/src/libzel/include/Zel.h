@@ -16,11 +16,15 @@
 #include "ZelHelperObj.h"
 #include "ZelHelperObjFactory.h"
 #include "ZelInterpolation.h"
+#include "ZelKinds.h"
 #include "ZelMatrix.h"
 #include "ZelRoMemCache.h"
 #include "ZelRwMemCache.h"
 #include "ZelSAMSChunk.h"
+#include "ZelStatus.h"
 #include "ZelTypes.h"
+#include "ZelView.h"
+#include "ZelWriter.h"
 #include "zelUtils.h"
 
 #endif

@@ -111,8 +111,6 @@ class ZEL_API ZelRwMemCache : public ZelRoMemCache {
     struct AppendPlan;
     // Scans the cache's open file into `plan`; false for a file an append cannot build on.
     bool planAppend(AppendPlan& plan);
-    // Reads the samples section whose header `h` lies at `pos` into `plan` and moves past it.
-    bool planSection(int64 pos, const ZelHeader& h, AppendPlan& plan);
     // Whether the file's samples are the cache's first ones and its tables can take the rest;
     // `uniform` receives whether the cache (now) samples uniformly.
     bool matchesFile(const AppendPlan& plan, bool& uniform);

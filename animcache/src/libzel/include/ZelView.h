@@ -4,13 +4,12 @@
 
 #include <array>
 #include <cstddef>
-#include <initializer_list>
 #include <vector>
 
 namespace Zel {
 
-// A pointer and a count, made from a std::vector, a std::array, a C array, a braced list or an
-// explicit pointer and count. It does not own the values: they must outlive the call that takes
+// A pointer and a count, made from a std::vector, a std::array, a C array or an explicit pointer
+// and count. It does not own the values: they must outlive the call that takes
 // the view (every libzel call that takes one copies what it keeps before returning).
 template <class T>
 class ZelView {
@@ -22,8 +21,6 @@ class ZelView {
     ZelView(const std::array<T, N>& a) : data_(a.data()), size_(N) {}  // NOLINT: implicit
     template <size_t N>
     ZelView(const T (&a)[N]) : data_(a), size_(N) {}  // NOLINT: implicit
-    ZelView(std::initializer_list<T> list)            // NOLINT: implicit
-        : data_(list.begin()), size_(list.size()) {}
 
     const T* data() const { return data_; }
     size_t size() const { return size_; }

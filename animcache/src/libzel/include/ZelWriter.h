@@ -87,8 +87,9 @@ struct ZelAttrDesc {
 // any failure, the target is as it was. append() adds frames to an existing cache in place, and
 // makes them visible only in close(), after they are on disk. A writer destroyed without close()
 // leaves the target untouched and removes what it wrote. Every failure is a ZelStatus naming the
-// file and the reason; after one, the writer refuses everything but close() and destruction.
-// One writer is used from one thread at a time.
+// file and the reason. A refused request (kInvalidArgument) changes nothing and the writer goes
+// on; after a failure of the system (kIo) it refuses everything, and close() reports that failure
+// and leaves the target as it was. One writer is used from one thread at a time.
 class ZEL_API ZelWriter {
   public:
     ZelWriter();
@@ -161,8 +162,10 @@ class ZEL_API ZelWriter {
     // The path close() writes.
     const std::string& path() const;
 
-  private:
+    // The writer's state, defined inside the library.
     struct Impl;
+
+  private:
     std::unique_ptr<Impl> impl_;
 };
 

@@ -2,6 +2,8 @@
 
 #include <limits>
 
+#include "ZelFileChunks.h"
+
 namespace Zel {
 
 bool decodeHeader(const void* bytes, uint64 size, uint64 offset, ZelHeader& h) {
@@ -39,6 +41,7 @@ SectionTablesError readSectionTables(ZelFile& f, std::vector<TimeEntry>& times,
         }
         if (h.tag == kTagTIMS) {
             tables.hasTimes = true;
+            tables.timesOffset = f.tell() - kHeaderSize;
             tables.timeCount = h.length / kTimeEntrySize;
             tables.spareTimes = 0;
             if (!readTable(f, h, times)) {
@@ -46,6 +49,8 @@ SectionTablesError readSectionTables(ZelFile& f, std::vector<TimeEntry>& times,
             }
         } else if (h.tag == kTagJSAM) {
             tables.hasJumps = true;
+            tables.jumpsOffset = f.tell() - kHeaderSize;
+            tables.jumpCount = h.length / kJumpEntrySize;
             tables.spareJumps = 0;
             tables.jumpReserveStart = -1;
             tables.jumpReserveLength = 0;
@@ -69,6 +74,82 @@ SectionTablesError readSectionTables(ZelFile& f, std::vector<TimeEntry>& times,
         previous = h.tag;
     }
     return SectionTablesError::kNone;
+}
+
+namespace {
+
+// Reads the tables of the samples section whose header `h` lies at `pos` into `layout`, checks
+// that its spare room ends before its first sample, and moves past the section.
+bool scanSection(ZelFile& f, int64 pos, const ZelHeader& h, FileLayout& layout,
+                 std::ostream* trace) {
+    if (layout.metaOffset < 0 || h.length < 0 || h.length > layout.fileSize - pos - kHeaderSize) {
+        return false;
+    }
+    if (trace != nullptr) {
+        *trace << "offsetToSAMS " << pos << '\n';
+    }
+    layout.samsOffset = pos;
+    layout.samsEnd = pos + kHeaderSize + h.length;
+    layout.tables = SectionTables();
+    const size_t firstEntry = layout.jumps.size();
+    if (readSectionTables(f, layout.times, layout.jumps, layout.tables, nullptr, layout.samsEnd) !=
+            SectionTablesError::kNone ||
+        !layout.tables.hasJumps) {
+        return false;
+    }
+    // A section that would not end behind its own tables (a length never back-patched, say) is
+    // damaged.
+    const SectionTables& t = layout.tables;
+    if (layout.samsEnd <= t.jumpsEnd) {
+        return false;
+    }
+    // A table grows into its reserve: a reserve said to reach past the section's first sample
+    // would have an append overwrite that sample.
+    const int64 reserveStart = t.jumpReserveStart >= 0 ? t.jumpReserveStart : t.jumpsEnd;
+    const int64 firstSample =
+        layout.jumps.size() > firstEntry ? layout.jumps[firstEntry] : layout.samsEnd;
+    if (firstSample < reserveStart || t.jumpReserveLength > firstSample - reserveStart) {
+        return false;
+    }
+    return f.seek(layout.samsEnd, SEEK_SET, true);
+}
+
+}  // namespace
+
+bool scanFileLayout(ZelFile& f, FileLayout& layout, std::ostream* trace, int64 metaLength) {
+    if (!f.seek(0, SEEK_END, true)) {
+        return false;
+    }
+    layout.fileSize = f.tell();
+    ZelHeader h;
+    ZelDZELChunk dzel;
+    if (!f.seek(0, SEEK_SET, true) || !f.readHeader(h) || !dzel.read(h, f)) {
+        return false;
+    }
+    for (;;) {
+        bool ok = false;
+        const int64 pos = f.tell(&ok);
+        if (!ok) {
+            return false;
+        }
+        if (pos >= layout.fileSize || !f.readHeader(h)) {
+            break;
+        }
+        if (h.tag == kTagMETA) {
+            if ((metaLength >= 0 && h.length != metaLength) || !f.skipData(h)) {
+                return false;
+            }
+            layout.metaOffset = pos;
+            layout.metaLength = h.length;
+        } else if (h.tag == kTagSAMS) {
+            if (!scanSection(f, pos, h, layout, trace)) {
+                return false;
+            }
+        } else if (!f.skipData(h)) {
+            return false;
+        }
+    }
+    return layout.metaOffset >= 0 && layout.samsOffset >= 0;
 }
 
 }  // namespace Zel

@@ -164,6 +164,11 @@ struct SectionTables {
     int64 jumpsEnd = -1;
     int64 jumpReserveStart = -1;
     int64 jumpReserveLength = 0;
+    // Where the headers of the last "TIMS" and "JSAM" lie (-1 without one).
+    int64 timesOffset = -1;
+    int64 jumpsOffset = -1;
+    // How many entries the last "JSAM" holds.
+    int64 jumpCount = 0;
 };
 
 // Which table of a section could not be read.
@@ -178,6 +183,33 @@ enum class SectionTablesError { kNone, kTimes, kJumps, kReserve };
 SectionTablesError readSectionTables(ZelFile& f, std::vector<TimeEntry>& times,
                                      std::vector<JumpEntry>& jumps, SectionTables& tables,
                                      std::ostream* trace, int64 end = INT64_MAX);
+
+// Every samples section keeps room for at least this many further samples in its tables.
+inline constexpr int64 kMinReservedSamples = 100;
+
+// What an in-place append builds on: where the metadata and the last samples section lie, and
+// the entries of every section's tables in file order.
+struct FileLayout {
+    int64 fileSize = 0;
+    int64 metaOffset = -1;
+    int64 metaLength = 0;
+    // The last samples section: its header's offset and its end.
+    int64 samsOffset = -1;
+    int64 samsEnd = -1;
+    std::vector<TimeEntry> times;
+    std::vector<JumpEntry> jumps;
+    // The last section's tables: entry counts, offsets and the spare room after them.
+    SectionTables tables;
+};
+
+// Scans the top-level chunks of the file open in `f` and the tables of every samples section
+// into `layout`. False for anything an append cannot build on: a missing identification,
+// metadata or section, a table that does not read, a reserve reaching into a section's first
+// sample, a metadata chunk whose length is not `metaLength` (when that is 0 or more). Every
+// length and offset is checked before use and every step moves forward. With `trace`, the offset
+// of each section found goes there.
+bool scanFileLayout(ZelFile& f, FileLayout& layout, std::ostream* trace = nullptr,
+                    int64 metaLength = -1);
 
 }  // namespace Zel
 

@@ -453,92 +453,11 @@ bool ZelRwMemCache::writeWhole(bool nonUniform) {
 }
 
 // What append learns from the file before it writes anything.
-struct ZelRwMemCache::AppendPlan {
-    int64 fileSize = 0;
-    int64 metaOffset = -1;
-    int64 metaLength = 0;
-    // The last samples section: its header's offset and its end.
-    int64 samsOffset = -1;
-    int64 samsEnd = -1;
-    // Entries of every section's time and jump tables, in file order.
-    std::vector<TimeEntry> times;
-    std::vector<JumpEntry> jumps;
-    // The last section's tables: entry counts and the spare room after them.
-    SectionTables tables;
-};
+struct ZelRwMemCache::AppendPlan : FileLayout {};
 
-// Scans the file's top-level chunks and the tables of every samples section. False for anything
-// that an in-place append cannot build on: every length and offset is checked before use, and
-// every step moves forward, so a damaged file ends the scan instead of looping.
+// The file's layout, when its metadata has the length the cache's metadata would have now.
 bool ZelRwMemCache::planAppend(AppendPlan& plan) {
-    if (!file_.seek(0, SEEK_END, true)) {
-        return false;
-    }
-    plan.fileSize = file_.tell();
-    ZelHeader h;
-    ZelDZELChunk dzel;
-    if (!file_.seek(0, SEEK_SET, true) || !file_.readHeader(h) || !dzel.read(h, file_)) {
-        return false;
-    }
-    for (;;) {
-        bool ok = false;
-        const int64 pos = file_.tell(&ok);
-        if (!ok) {
-            return false;
-        }
-        if (pos >= plan.fileSize || !file_.readHeader(h)) {
-            break;
-        }
-        if (h.tag == kTagMETA) {
-            if (h.length != meta_.getLength() || !file_.skipData(h)) {
-                return false;
-            }
-            plan.metaOffset = pos;
-            plan.metaLength = h.length;
-        } else if (h.tag == kTagSAMS) {
-            if (!planSection(pos, h, plan)) {
-                return false;
-            }
-        } else if (!file_.skipData(h)) {
-            return false;
-        }
-    }
-    return plan.metaOffset >= 0 && plan.samsOffset >= 0;
-}
-
-// Reads the tables of the samples section whose header `h` lies at `pos` into `plan`, checks
-// that its spare room ends before its first sample, and moves past the section.
-bool ZelRwMemCache::planSection(int64 pos, const ZelHeader& h, AppendPlan& plan) {
-    if (plan.metaOffset < 0 || h.length < 0 || h.length > plan.fileSize - pos - kHeaderSize) {
-        return false;
-    }
-    if (debugLevel >= 1) {
-        std::cerr << "offsetToSAMS " << pos << '\n';
-    }
-    plan.samsOffset = pos;
-    plan.samsEnd = pos + kHeaderSize + h.length;
-    plan.tables = SectionTables();
-    const size_t firstEntry = plan.jumps.size();
-    if (readSectionTables(file_, plan.times, plan.jumps, plan.tables, nullptr, plan.samsEnd) !=
-            SectionTablesError::kNone ||
-        !plan.tables.hasJumps) {
-        return false;
-    }
-    // A section that would not end behind its own tables (a length never back-patched, say) is
-    // damaged.
-    if (plan.samsEnd <= plan.tables.jumpsEnd) {
-        return false;
-    }
-    // The table grows into its reserve: a reserve said to reach past the section's first sample
-    // would have appending overwrite that sample.
-    const int64 reserveStart =
-        plan.tables.jumpReserveStart >= 0 ? plan.tables.jumpReserveStart : plan.tables.jumpsEnd;
-    const int64 firstSample =
-        plan.jumps.size() > firstEntry ? plan.jumps[firstEntry] : plan.samsEnd;
-    if (firstSample < reserveStart || plan.tables.jumpReserveLength > firstSample - reserveStart) {
-        return false;
-    }
-    return file_.seek(plan.samsEnd, SEEK_SET, true);
+    return scanFileLayout(file_, plan, debugLevel >= 1 ? &std::cerr : nullptr, meta_.getLength());
 }
 
 bool ZelRwMemCache::append() {

@@ -1,0 +1,112 @@
+// The inside of ZelWriter, shared by its two sources: the frames and declarations
+// (ZelWriter.cpp) and the file's layout, sections and commit (ZelWriterFile.cpp).
+#ifndef ZEL_WRITER_IMPL_H
+#define ZEL_WRITER_IMPL_H
+
+#include <string>
+#include <vector>
+
+#include "ZelFile.h"
+#include "ZelFileChunks.h"
+#include "ZelFormat.h"
+#include "ZelReplace.h"
+#include "ZelWriter.h"
+
+namespace Zel {
+
+// One chunk an object stores in every frame, and this frame's payload of it.
+struct ZelWriterChannel {
+    uint32 tag = 0;
+    uint8 type = kTypeFloat;
+    uint8 compound = 0;
+    uint8 dimension = 0;
+    int64 count = -1;         // values per frame; -1: any number
+    std::vector<char> bytes;  // this frame's payload, in the element type
+    bool set = false;         // given in this frame
+};
+
+// An object as the writer knows it: what it stores per frame, in file order.
+struct ZelWriterObject {
+    std::string name;
+    ZelObjectKind kind = ZelObjectKind::kOther;
+    std::vector<ZelWriterChannel> channels;  // leaves of its "SOBJ"
+    std::vector<ZelWriterChannel> attrs;     // animated attribute values, in its "ATRS" group
+    // This frame's "SOBJ" payload length.
+    int64 frameLength() const;
+};
+
+struct ZelWriter::Impl {
+    // Where a samples section lies and how many entries its tables (with their reserve) hold.
+    struct Section {
+        int64 offset = -1;       // the "SAMS" header
+        int64 timesOffset = -1;  // the "TIMS" header; -1 under uniform sampling
+        int64 jumpsOffset = -1;  // the "JSAM" header
+        int64 first = 0;         // index of the section's first sample
+        int64 timeCapacity = 0;
+        int64 jumpCapacity = 0;
+    };
+    enum class State { kIdle, kDeclaring, kWriting, kFailed, kClosed };
+
+    State state = State::kIdle;
+    ZelStatus failure;
+    std::string path;
+    bool appending = false;
+    ZelFile file;
+    ZelReplace replace;
+    ZelMETAChunk meta;
+    std::vector<ZelWriterObject> objects;
+
+    // Sampling: uniform frames lie at firstTime + i / rate; declared times come first.
+    bool uniform = true;
+    float firstTime = 1.0f;
+    float rate = 1.0f;
+    std::vector<float> declaredTimes;
+    int64 declaredCount = 0;
+    int reservedSamples = 0;
+    int64 dateStamp = -1;
+
+    // Every sample's time (non-uniform sampling) and "SAMP" offset, written so far.
+    std::vector<TimeEntry> times;
+    std::vector<JumpEntry> jumps;
+    int64 framesAtOpen = 0;  // samples the file held before an append
+    float lastTime = 0.0f;
+    bool inFrame = false;
+    float frameTime = 0.0f;
+
+    int64 metaOffset = -1;
+    int64 metaEnd = -1;
+    bool hasSection = false;
+    Section section;
+    std::vector<JumpEntry> objectOffsets;  // this frame's "JOBJ" entries
+
+    int64 frames() const { return static_cast<int64>(jumps.size()); }
+    // "<path>: <what>" as a failure of the caller's request; the writer stays usable.
+    ZelStatus invalid(const std::string& what) const;
+    ZelStatus unsupported(const std::string& what) const;
+    // A failure of the system (errno) while doing `what`; the writer refuses everything after.
+    ZelStatus ioFailure(const std::string& what);
+    // Moves to the failed state keeping `s`, which it returns.
+    ZelStatus fail(ZelStatus s);
+    // kOk when the writer takes declarations now.
+    ZelStatus canDeclare() const;
+    // The object at `object`, or null with `status` set.
+    ZelWriterObject* findObject(int object, ZelStatus& status);
+
+    // ZelWriterFile.cpp: layout on disk.
+    ZelStatus startNewFile();
+    ZelStatus openForAppend();
+    ZelStatus writeFrame();
+    ZelStatus finishNewFile();
+    ZelStatus finishAppend();
+    bool startSection();
+    bool finishSection();
+    bool sectionHasRoom() const;
+    int64 reserveFor(int64 samples) const;
+    bool writeMeta();
+    ZelStatus readFrameLayout(const FileLayout& layout);
+    void abandon();
+};
+
+}  // namespace Zel
+
+#endif
