@@ -1,5 +1,6 @@
-// zelbench's write benchmarks, each next to a plain fwrite of as many bytes per frame in the same
-// run, which no writer of those bytes can beat:
+// zelbench's write benchmarks, each next to two raw limits writing as many bytes per frame in the
+// same run: a plain fwrite, which no writer can beat, and fwrite with an fsync before fclose, the
+// limit of a writer that puts its file on disk before it answers (as ZelWriter and saveAs do):
 //   - 240 frames of a 100,000-vertex grid mesh (positions only) written with ZelWriter and with
 //     ZelRwMemCache::saveAs (only the save is timed, not filling the cache), in MB/s;
 //   - the peak resident memory of a process that writes that mesh with ZelWriter, against a
@@ -121,9 +122,9 @@ bool runAndPrint(const std::string& title, std::vector<Contender>& contenders) {
 }
 
 // Writes `frames` frames of `bytes` bytes from `data` with one fwrite each, with an fsync before
-// fclose when `sync`, and answers the seconds up to fclose; -1 on failure.
+// fclose when `synced`, and answers the seconds up to fclose; -1 on failure.
 double fwriteFrames(const std::string& path, const void* data, size_t bytes, int frames,
-                    bool sync) {
+                    bool synced) {
     const auto start = std::chrono::steady_clock::now();
     FILE* f = std::fopen(path.c_str(), "wb");
     if (f == nullptr) {
@@ -133,7 +134,7 @@ double fwriteFrames(const std::string& path, const void* data, size_t bytes, int
     for (int i = 0; i < frames && ok; ++i) {
         ok = std::fwrite(data, 1, bytes, f) == bytes;
     }
-    if (sync) {
+    if (synced) {
         ok = ok && std::fflush(f) == 0 && fsync(fileno(f)) == 0;
     }
     ok = std::fclose(f) == 0 && ok;
@@ -148,10 +149,10 @@ std::vector<Contender> rawLimits(const std::string& path, const void* data, size
         return fileSize(p) == static_cast<long long>(bytes) * frames;
     };
     std::vector<Contender> limits;
-    for (bool sync : {false, true}) {
+    for (bool synced : {false, true}) {
         limits.push_back(
-            {sync ? "fwrite + fsync" : "fwrite, " + frameName + " per frame", path + ".fwrite",
-             [=](const std::string& p) { return fwriteFrames(p, data, bytes, frames, sync); },
+            {synced ? "fwrite + fsync" : "fwrite, " + frameName + " per frame", path + ".fwrite",
+             [=](const std::string& p) { return fwriteFrames(p, data, bytes, frames, synced); },
              check});
     }
     return limits;
