@@ -399,16 +399,31 @@ std::string nameProblem(const std::vector<ZelWriterObject>& objects, const std::
 
 }  // namespace
 
+ZelStatus ZelWriter::Impl::checkNewObject(const std::string& name, const char* what,
+                                          const std::string& problem) const {
+    const ZelStatus s = canDeclare();
+    if (!s.ok()) {
+        return s;
+    }
+    const std::string why = problem.empty() ? nameProblem(objects, name) : problem;
+    return why.empty() ? ZelStatus() : invalid(std::string(what) + " " + quoted(name) + ": " + why);
+}
+
+ZelStatus ZelWriter::Impl::addMarker(const std::string& name, ZelObjectKind kind, uint32 tag,
+                                     int* index) {
+    const ZelStatus s = checkNewObject(name, kindName(kind), "");
+    if (s.ok()) {
+        addObject(meta, objects, name, kind, leaf(tag, std::vector<int>{1}), index);
+    }
+    return s;
+}
+
 ZelStatus ZelWriter::addMesh(const std::string& name, const ZelMeshDesc& mesh, int* index) {
     Impl& w = *impl_;
-    ZelStatus s = w.canDeclare();
     int points = 0;
-    std::string problem = nameProblem(w.objects, name);
-    if (problem.empty()) {
-        problem = meshProblem(mesh, points);
-    }
-    if (!s.ok() || !problem.empty()) {
-        return s.ok() ? w.invalid("mesh " + quoted(name) + ": " + problem) : s;
+    const ZelStatus s = w.checkNewObject(name, "mesh", meshProblem(mesh, points));
+    if (!s.ok()) {
+        return s;
     }
     auto* group = new ZelGroupChunk(kTagMESH);
     group->addChild(
@@ -425,18 +440,17 @@ ZelStatus ZelWriter::addMesh(const std::string& name, const ZelMeshDesc& mesh, i
     if (mesh.velocities) {
         o.channels.push_back(pointChannel(kTagVELO, ZelCompound::kVector, points));
     }
-    return ZelStatus();
+    return s;
 }
 
 ZelStatus ZelWriter::addNurbsCurve(const std::string& name, const ZelCurveDesc& curve, int* index) {
     Impl& w = *impl_;
-    ZelStatus s = w.canDeclare();
-    std::string problem = nameProblem(w.objects, name);
-    if (problem.empty() && (curve.degree < 1 || curve.knots.empty() || curve.pointCount < 1)) {
-        problem = "a curve needs a degree of 1 or more, knots and control points";
-    }
-    if (!s.ok() || !problem.empty()) {
-        return s.ok() ? w.invalid("curve " + quoted(name) + ": " + problem) : s;
+    const bool complete = curve.degree >= 1 && !curve.knots.empty() && curve.pointCount >= 1;
+    const ZelStatus s = w.checkNewObject(
+        name, "curve",
+        complete ? "" : "a curve needs a degree of 1 or more, knots and control points");
+    if (!s.ok()) {
+        return s;
     }
     auto* group = new ZelGroupChunk(kTagNRBC);
     group->addChild(leaf(kTagDEGR, std::vector<int>{curve.degree}));
@@ -445,21 +459,21 @@ ZelStatus ZelWriter::addNurbsCurve(const std::string& name, const ZelCurveDesc& 
     ZelWriterObject& o =
         addObject(w.meta, w.objects, name, ZelObjectKind::kNurbsCurve, group, index);
     o.channels.push_back(pointChannel(kTagPOSI, ZelCompound::kPoint, curve.pointCount));
-    return ZelStatus();
+    return s;
 }
 
 ZelStatus ZelWriter::addNurbsSurface(const std::string& name, const ZelSurfaceDesc& surface,
                                      int* index) {
     Impl& w = *impl_;
-    ZelStatus s = w.canDeclare();
-    std::string problem = nameProblem(w.objects, name);
-    if (problem.empty() &&
-        (surface.degreeU < 1 || surface.degreeV < 1 || surface.knotsU.empty() ||
-         surface.knotsV.empty() || surface.pointCountU < 1 || surface.pointCountV < 1)) {
-        problem = "a surface needs degrees of 1 or more, knots and control points in u and v";
-    }
-    if (!s.ok() || !problem.empty()) {
-        return s.ok() ? w.invalid("surface " + quoted(name) + ": " + problem) : s;
+    const bool complete = surface.degreeU >= 1 && surface.degreeV >= 1 && !surface.knotsU.empty() &&
+                          !surface.knotsV.empty() && surface.pointCountU >= 1 &&
+                          surface.pointCountV >= 1;
+    const ZelStatus s = w.checkNewObject(
+        name, "surface",
+        complete ? ""
+                 : "a surface needs degrees of 1 or more, knots and control points in u and v");
+    if (!s.ok()) {
+        return s;
     }
     auto* group = new ZelGroupChunk(kTagNRBS);
     group->addChild(leaf(kTagDEGR, std::vector<int>{surface.degreeU, surface.degreeV}));
@@ -473,16 +487,15 @@ ZelStatus ZelWriter::addNurbsSurface(const std::string& name, const ZelSurfaceDe
         addObject(w.meta, w.objects, name, ZelObjectKind::kNurbsSurface, group, index);
     const int64 points = int64(surface.pointCountU) * surface.pointCountV;
     o.channels.push_back(pointChannel(kTagPOSI, ZelCompound::kPoint, points));
-    return ZelStatus();
+    return s;
 }
 
 ZelStatus ZelWriter::addTransform(const std::string& name, const ZelTransformDesc& transform,
                                   int* index) {
     Impl& w = *impl_;
-    ZelStatus s = w.canDeclare();
-    const std::string problem = nameProblem(w.objects, name);
-    if (!s.ok() || !problem.empty()) {
-        return s.ok() ? w.invalid(problem) : s;
+    const ZelStatus s = w.checkNewObject(name, "transform", "");
+    if (!s.ok()) {
+        return s;
     }
     ZelWriterObject& o = addObject(w.meta, w.objects, name, ZelObjectKind::kTransform,
                                    leaf(kTagXFRM, std::vector<int>{1}), index);
@@ -491,31 +504,15 @@ ZelStatus ZelWriter::addTransform(const std::string& name, const ZelTransformDes
     }
     o.channels.push_back(channel(kTagMTRX, transform.doublePrecision ? kTypeDouble : kTypeFloat,
                                  ZelCompound::kTransform, ZelDimension::k4x4, 16));
-    return ZelStatus();
+    return s;
 }
 
 ZelStatus ZelWriter::addLocator(const std::string& name, int* index) {
-    Impl& w = *impl_;
-    ZelStatus s = w.canDeclare();
-    const std::string problem = nameProblem(w.objects, name);
-    if (!s.ok() || !problem.empty()) {
-        return s.ok() ? w.invalid(problem) : s;
-    }
-    addObject(w.meta, w.objects, name, ZelObjectKind::kLocator, leaf(kTagELOC, std::vector<int>{1}),
-              index);
-    return ZelStatus();
+    return impl_->addMarker(name, ZelObjectKind::kLocator, kTagELOC, index);
 }
 
 ZelStatus ZelWriter::addCoordSystem(const std::string& name, int* index) {
-    Impl& w = *impl_;
-    ZelStatus s = w.canDeclare();
-    const std::string problem = nameProblem(w.objects, name);
-    if (!s.ok() || !problem.empty()) {
-        return s.ok() ? w.invalid(problem) : s;
-    }
-    addObject(w.meta, w.objects, name, ZelObjectKind::kCoordSystem,
-              leaf(kTagLXCS, std::vector<int>{1}), index);
-    return ZelStatus();
+    return impl_->addMarker(name, ZelObjectKind::kCoordSystem, kTagLXCS, index);
 }
 
 // ---- Attributes ----

@@ -89,6 +89,12 @@ struct ZelWriter::Impl {
     ZelStatus fail(ZelStatus s);
     // kOk when the writer takes declarations now.
     ZelStatus canDeclare() const;
+    // kOk when an object called `name` may be declared now and `problem` (why the description of
+    // the `what` cannot be stored) is empty.
+    ZelStatus checkNewObject(const std::string& name, const char* what,
+                             const std::string& problem) const;
+    // Declares an object of `kind` whose definition is the single-value leaf `tag`.
+    ZelStatus addMarker(const std::string& name, ZelObjectKind kind, uint32 tag, int* index);
     // The object at `object`, or null with `status` set.
     ZelWriterObject* findObject(int object, ZelStatus& status);
 
