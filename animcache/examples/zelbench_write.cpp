@@ -364,7 +364,8 @@ long writerPeakKb(const std::string& path) {
         dup2(pipeFds[1], STDOUT_FILENO);
         close(pipeFds[0]);
         close(pipeFds[1]);
-        execl("/proc/self/exe", "zelbench", "--writer-peak", path.c_str(), static_cast<char*>(nullptr));
+        execl("/proc/self/exe", "zelbench", "--writer-peak", path.c_str(),
+              static_cast<char*>(nullptr));
         _exit(127);
     }
     close(pipeFds[1]);
