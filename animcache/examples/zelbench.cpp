@@ -2,11 +2,13 @@
 // size, the peak resident memory before and after the read loop, and the times taken; then
 // evaluates the mesh's positions at 240 fractional times with each interpolation order, in
 // millions of points per second next to a memcpy of as many bytes; then compares appending 10
-// samples in place with a full rewrite.
+// samples in place with a full rewrite; then runs the write benchmarks (zelbench_write.cpp).
 //
-// usage: zelbench [FILE] [--unlimited]
-// FILE (default zelbench.zel) is written, read and removed. With --unlimited a second loop reads
-// the file again without a limit, for comparison.
+// usage: zelbench [FILE] [--unlimited] [--write]
+// FILE (default zelbench.zel) is written, read and removed; the write benchmarks write files
+// named after it in the same directory and remove them too. With --unlimited a second loop reads
+// the file again without a limit, for comparison. With --write only the write benchmarks run.
+// (zelbench --writer-peak FILE is the process whose peak memory the write benchmarks report.)
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -19,6 +21,7 @@
 #include "Zel.h"
 // The format's tag names; in-tree programs share the library's internal list.
 #include "ZelFormat.h"
+#include "zelbench.h"
 
 using namespace Zel;
 
@@ -26,22 +29,6 @@ namespace {
 
 constexpr int kSamples = 240;
 constexpr int kVertices = 100000;
-
-// The process's peak resident set in kB (VmHWM), or -1 when it cannot be read.
-long peakResidentKb() {
-    std::ifstream status("/proc/self/status");
-    std::string line;
-    while (std::getline(status, line)) {
-        if (line.compare(0, 6, "VmHWM:") == 0) {
-            return std::stol(line.substr(6));
-        }
-    }
-    return -1;
-}
-
-double secondsSince(std::chrono::steady_clock::time_point start) {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
 
 // One mesh object whose "POSI" (float, point, 3d) moves by one unit per sample.
 bool writeCache(const char* path) {
@@ -186,11 +173,6 @@ bool benchPositions(const char* path) {
 
 // ---- Appending through the read-write cache ----
 
-long long fileSize(const std::string& path) {
-    std::ifstream in(path, std::ios::binary | std::ios::ate);
-    return in ? static_cast<long long>(in.tellg()) : -1;
-}
-
 // The bytes this process has passed to write() so far ("wchar" of /proc/self/io), or -1.
 long long bytesWritten() {
     std::ifstream io("/proc/self/io");
@@ -260,23 +242,13 @@ bool benchAppend(const std::string& path) {
     return ok;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-    const char* path = "zelbench.zel";
-    bool unlimited = false;
-    for (int i = 1; i < argc; ++i) {
-        if (std::strcmp(argv[i], "--unlimited") == 0) {
-            unlimited = true;
-        } else {
-            path = argv[i];
-        }
-    }
-
+// The streaming read of the 240-frame cache at `path`, with a second loop without a sample limit
+// when `unlimited`, then the positions and append benchmarks. False when any check fails.
+bool benchRead(const char* path, bool unlimited) {
     auto start = std::chrono::steady_clock::now();
     if (!writeCache(path)) {
         std::cerr << "zelbench: could not write " << path << '\n';
-        return 1;
+        return false;
     }
     const double writeSeconds = secondsSince(start);
     std::ifstream file(path, std::ios::binary | std::ios::ate);
@@ -313,5 +285,29 @@ int main(int argc, char** argv) {
         ok = false;
     }
     std::remove(path);
+    return ok;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const char* path = "zelbench.zel";
+    bool unlimited = false, writeOnly = false;
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--unlimited") == 0) {
+            unlimited = true;
+        } else if (std::strcmp(argv[i], "--write") == 0) {
+            writeOnly = true;
+        } else if (std::strcmp(argv[i], "--writer-peak") == 0 && i + 1 < argc) {
+            return writerPeakChild(argv[i + 1]);
+        } else {
+            path = argv[i];
+        }
+    }
+    bool ok = writeOnly || benchRead(path, unlimited);
+    if (!benchWrites(path)) {
+        std::cerr << "zelbench: a write benchmark failed\n";
+        ok = false;
+    }
     return ok ? 0 : 1;
 }

@@ -364,40 +364,24 @@ std::string meshProblem(const ZelMeshDesc& mesh, int& points) {
     return std::string();
 }
 
-// Adds an object of `kind` to the metadata and to `objects`; `definition` receives the chunk
-// that tells its kind (owned by the definition).
-ZelWriterObject& addObject(ZelMETAChunk& meta, std::vector<ZelWriterObject>& objects,
-                           const std::string& name, ZelObjectKind kind, ZelChunk* definition,
-                           int* index) {
-    ZelDOBJChunk* dobj = meta.addDOBJ(name.c_str());
-    dobj->addChild(definition);
-    objects.emplace_back();
-    objects.back().name = name;
-    objects.back().kind = kind;
-    if (index != nullptr) {
-        *index = static_cast<int>(objects.size()) - 1;
-    }
-    return objects.back();
-}
-
 ZelWriterChannel pointChannel(uint32 tag, ZelCompound compound, int64 points) {
     return channel(tag, kTypeFloat, compound, ZelDimension::k3d, 3 * points);
 }
 
-// Why no object may be called `name` in `objects`; empty when it may.
-std::string nameProblem(const std::vector<ZelWriterObject>& objects, const std::string& name) {
-    if (name.empty()) {
-        return "an object needs a name";
-    }
-    for (const ZelWriterObject& o : objects) {
-        if (o.name == name) {
-            return "an object named " + quoted(name) + " is declared already";
-        }
-    }
-    return std::string();
-}
-
 }  // namespace
+
+ZelWriterObject& ZelWriter::Impl::addObject(const std::string& name, ZelObjectKind kind,
+                                            ZelChunk* definition, int* index) {
+    meta.addDOBJ(name.c_str())->addChild(definition);
+    byName[name] = static_cast<int>(objects.size());
+    if (index != nullptr) {
+        *index = static_cast<int>(objects.size());
+    }
+    objects.emplace_back();
+    objects.back().name = name;
+    objects.back().kind = kind;
+    return objects.back();
+}
 
 ZelStatus ZelWriter::Impl::checkNewObject(const std::string& name, const char* what,
                                           const std::string& problem) const {
@@ -405,7 +389,12 @@ ZelStatus ZelWriter::Impl::checkNewObject(const std::string& name, const char* w
     if (!s.ok()) {
         return s;
     }
-    const std::string why = problem.empty() ? nameProblem(objects, name) : problem;
+    std::string why = problem;
+    if (why.empty() && name.empty()) {
+        why = "an object needs a name";
+    } else if (why.empty() && byName.count(name) != 0) {
+        why = "an object of that name is declared already";
+    }
     return why.empty() ? ZelStatus() : invalid(std::string(what) + " " + quoted(name) + ": " + why);
 }
 
@@ -413,7 +402,7 @@ ZelStatus ZelWriter::Impl::addMarker(const std::string& name, ZelObjectKind kind
                                      int* index) {
     const ZelStatus s = checkNewObject(name, kindName(kind), "");
     if (s.ok()) {
-        addObject(meta, objects, name, kind, leaf(tag, std::vector<int>{1}), index);
+        addObject(name, kind, leaf(tag, std::vector<int>{1}), index);
     }
     return s;
 }
@@ -432,7 +421,7 @@ ZelStatus ZelWriter::addMesh(const std::string& name, const ZelMeshDesc& mesh, i
         leaf(kTagPIDS, std::vector<int>(mesh.faceIndices.begin(), mesh.faceIndices.end())));
     // The shape type: 0 marks a subdivision surface, 1 polygons.
     group->addChild(leaf(kTagMSPT, std::vector<int>{mesh.subdivision ? 0 : 1}));
-    ZelWriterObject& o = addObject(w.meta, w.objects, name, ZelObjectKind::kMesh, group, index);
+    ZelWriterObject& o = w.addObject(name, ZelObjectKind::kMesh, group, index);
     o.channels.push_back(pointChannel(kTagPOSI, ZelCompound::kPoint, points));
     if (mesh.normals) {
         o.channels.push_back(pointChannel(kTagVPNO, ZelCompound::kNormal, points));
@@ -456,8 +445,7 @@ ZelStatus ZelWriter::addNurbsCurve(const std::string& name, const ZelCurveDesc& 
     group->addChild(leaf(kTagDEGR, std::vector<int>{curve.degree}));
     group->addChild(leaf(kTagFORM, std::vector<std::string>{formName(curve.form)}));
     group->addChild(leaf(kTagKNTU, std::vector<float>(curve.knots.begin(), curve.knots.end())));
-    ZelWriterObject& o =
-        addObject(w.meta, w.objects, name, ZelObjectKind::kNurbsCurve, group, index);
+    ZelWriterObject& o = w.addObject(name, ZelObjectKind::kNurbsCurve, group, index);
     o.channels.push_back(pointChannel(kTagPOSI, ZelCompound::kPoint, curve.pointCount));
     return s;
 }
@@ -483,8 +471,7 @@ ZelStatus ZelWriter::addNurbsSurface(const std::string& name, const ZelSurfaceDe
         leaf(kTagKNTU, std::vector<float>(surface.knotsU.begin(), surface.knotsU.end())));
     group->addChild(
         leaf(kTagKNTV, std::vector<float>(surface.knotsV.begin(), surface.knotsV.end())));
-    ZelWriterObject& o =
-        addObject(w.meta, w.objects, name, ZelObjectKind::kNurbsSurface, group, index);
+    ZelWriterObject& o = w.addObject(name, ZelObjectKind::kNurbsSurface, group, index);
     const int64 points = int64(surface.pointCountU) * surface.pointCountV;
     o.channels.push_back(pointChannel(kTagPOSI, ZelCompound::kPoint, points));
     return s;
@@ -497,8 +484,8 @@ ZelStatus ZelWriter::addTransform(const std::string& name, const ZelTransformDes
     if (!s.ok()) {
         return s;
     }
-    ZelWriterObject& o = addObject(w.meta, w.objects, name, ZelObjectKind::kTransform,
-                                   leaf(kTagXFRM, std::vector<int>{1}), index);
+    ZelWriterObject& o =
+        w.addObject(name, ZelObjectKind::kTransform, leaf(kTagXFRM, std::vector<int>{1}), index);
     if (!transform.inheritsTransform) {
         w.meta.getDOBJ(w.meta.getNumObjects() - 1)->addChild(leaf(kTagINHT, std::vector<int>{0}));
     }
@@ -820,12 +807,8 @@ ZelObjectKind ZelWriter::objectKind(int object) const {
 }
 
 int ZelWriter::findObject(const std::string& name) const {
-    for (size_t i = 0; i < impl_->objects.size(); ++i) {
-        if (impl_->objects[i].name == name) {
-            return static_cast<int>(i);
-        }
-    }
-    return -1;
+    const auto it = impl_->byName.find(name);
+    return it != impl_->byName.end() ? it->second : -1;
 }
 
 int ZelWriter::findAnimatedAttribute(int object, const std::string& name) const {

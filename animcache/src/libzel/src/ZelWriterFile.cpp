@@ -258,6 +258,7 @@ ZelStatus ZelWriter::Impl::readFrameLayout(const FileLayout& layout) {
     for (size_t o = 0; o < n; ++o) {
         ZelWriterObject& obj = objects[o];
         obj.name = meta.getDOBJ(int64(o))->getName();
+        byName.emplace(obj.name, static_cast<int>(o));
         obj.kind = kindOf(*meta.getDOBJ(int64(o)));
         if (!file.readHeader(h) || h.tag != kTagSOBJ || h.length < 0 ||
             h.length > size - file.tell()) {

@@ -4,6 +4,7 @@
 #define ZEL_WRITER_IMPL_H
 
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "ZelFile.h"
@@ -55,6 +56,7 @@ struct ZelWriter::Impl {
     ZelReplace replace;
     ZelMETAChunk meta;
     std::vector<ZelWriterObject> objects;
+    std::unordered_map<std::string, int> byName;  // object indices
 
     // Sampling: uniform frames lie at firstTime + i / rate; declared times come first.
     bool uniform = true;
@@ -93,6 +95,10 @@ struct ZelWriter::Impl {
     // the `what` cannot be stored) is empty.
     ZelStatus checkNewObject(const std::string& name, const char* what,
                              const std::string& problem) const;
+    // Adds an object of `kind` to the metadata and the object list; `definition` (owned by the
+    // metadata from then on) is the chunk that tells its kind.
+    ZelWriterObject& addObject(const std::string& name, ZelObjectKind kind, ZelChunk* definition,
+                               int* index);
     // Declares an object of `kind` whose definition is the single-value leaf `tag`.
     ZelStatus addMarker(const std::string& name, ZelObjectKind kind, uint32 tag, int* index);
     // The object at `object`, or null with `status` set.
