@@ -208,9 +208,12 @@ void declareScene(ZelWriter& writer, FirstFailure& keep) {
     flag.pointCountV = kFlagV;
     keep(writer.addNurbsSurface(kNames[kFlag], flag));
 
+    // Boxes for what has no points to bound: the minimum point, then the maximum point.
     keep(writer.addLocator(kNames[kTarget]));
+    keep(writer.setStaticBounds(kTarget, std::vector<double>{-.1, -.2, -.1, .1, .2, .1}));
     keep(writer.addAnimatedAttribute(kTarget, attr("weight", ZelElementType::kDouble, "double")));
     keep(writer.addCoordSystem(kNames[kGround]));
+    keep(writer.setStaticBounds(kGround, std::vector<double>{-5, 0, -5, 5, 0, 5}));
     keep(writer.addStaticAttribute(kGround, attr("scoped", ZelElementType::kInt32, "bool"),
                                    std::vector<int>{0}));
     keep(writer.addStaticAttribute(kGround, attr("displayShape", ZelElementType::kInt32, "int"),
@@ -489,11 +492,10 @@ void checkBounds(const ZelHelperObj& obj, int sample, bool pointOrder, const flo
 }
 
 // Checks and prints the bounds: the ripple's at frame 12 in both layouts, computed from its
-// positions. The writer stores no boxes, and the locator and the coordinate system have no points
-// to bound, so they must have none.
+// positions, and the stored boxes of the locator and the coordinate system.
 void checkAllBounds(int frame12, const MeshZelObj& mesh, const LocatorZelObj& target,
                     const LxCoordSystemZelObj& ground) {
-    std::printf("bounds (the ripple's from its positions at frame 12):\n");
+    std::printf("bounds (the ripple's from its positions at frame 12, the others stored):\n");
     const std::vector<float> p = rippleAt(12);
     float want[6] = {p[0], p[0], p[1], p[1], p[2], p[2]};
     for (size_t i = 0; i < p.size(); ++i) {
@@ -502,13 +504,9 @@ void checkAllBounds(int frame12, const MeshZelObj& mesh, const LocatorZelObj& ta
     }
     checkBounds(mesh, frame12, false, want);
     checkBounds(mesh, frame12, true, {want[0], want[2], want[4], want[1], want[3], want[5]});
-    const ZelHelperObj* const pointless[] = {&target, &ground};
-    for (const ZelHelperObj* obj : pointless) {
-        float box[6];
-        State state;
-        check(!obj->getBounds(0, box, state), obj->getName() + " has no bounds");
-        std::printf("  %-20s none: no points and no stored box\n", obj->getName().c_str());
-    }
+    checkBounds(target, 0, false, {-.1f, .1f, -.2f, .2f, -.1f, .1f});
+    checkBounds(target, 0, true, {-.1f, -.2f, -.1f, .1f, .2f, .1f});
+    checkBounds(ground, 0, false, {-5, 5, 0, 0, -5, 5});
 }
 
 // Checks and prints what does not change over time: topology, rest pose, knots, settings and

@@ -114,6 +114,10 @@ class ZEL_API ZelWriter {
     ZelStatus addLocator(const std::string& name, int* index = nullptr);
     ZelStatus addCoordSystem(const std::string& name, int* index = nullptr);
 
+    // A box around the object for the whole cache, stored in its definition (a locator or a
+    // coordinate system, say, has no points to bound): minimum x, y, z, then maximum x, y, z.
+    ZelStatus setStaticBounds(int object, ZelView<double> minMax);
+
     // An attribute whose value is set every frame; `*attr` receives the index setAttribute takes.
     ZelStatus addAnimatedAttribute(int object, const ZelAttrDesc& desc, int* attr = nullptr);
     // An attribute with one value for the whole cache; `values` must match `desc.type`.

@@ -502,6 +502,26 @@ ZelStatus ZelWriter::addCoordSystem(const std::string& name, int* index) {
     return impl_->addMarker(name, ZelObjectKind::kCoordSystem, kTagLXCS, index);
 }
 
+ZelStatus ZelWriter::setStaticBounds(int object, ZelView<double> minMax) {
+    Impl& w = *impl_;
+    ZelStatus s = w.canDeclare();
+    ZelWriterObject* o = s.ok() ? w.findObject(object, s) : nullptr;
+    if (o == nullptr) {
+        return s;
+    }
+    const bool ordered = minMax.size() == 6 && minMax[0] <= minMax[3] && minMax[1] <= minMax[4] &&
+                         minMax[2] <= minMax[5];
+    ZelDOBJChunk* dobj = w.meta.getDOBJ(object);
+    if (!ordered || dobj->findChild(kTagBBOX) < dobj->numChildren()) {
+        return w.invalid(quoted(o->name) +
+                         ": bounds are six values, the minimum point before the "
+                         "maximum, given once");
+    }
+    // A double box stores the minimum point, then the maximum point.
+    dobj->addChild(leaf(kTagBBOX, std::vector<double>(minMax.begin(), minMax.end())));
+    return s;
+}
+
 // ---- Attributes ----
 
 namespace {

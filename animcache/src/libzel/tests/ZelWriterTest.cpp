@@ -26,6 +26,7 @@ const std::vector<int> kFaceCounts{4, 4};
 const std::vector<int> kFaceIndices{0, 1, 4, 3, 1, 2, 5, 4};
 const std::vector<float> kCurveKnots{0, 1, 2, 3, 4, 5, 6, 7, 8};
 const std::vector<float> kSurfaceKnots{0, 0, 1, 1};
+const std::vector<double> kBox{-1, -2, -3, 1, 2, 3};
 
 std::vector<float> points(int count, float t, float scale = 1) {
     std::vector<float> p;
@@ -77,6 +78,7 @@ bool declare(ZelWriter& w) {
                     kTransform, attr("ty", ZelElementType::kFloat, ZelDimension::kScalar, "float"))
                    .ok();
     ok = ok && w.addLocator(kNames[kLocator]).ok();
+    ok = ok && w.setStaticBounds(kLocator, kBox).ok();
     ok = ok && w.addAnimatedAttribute(kLocator, attr("weight", ZelElementType::kDouble,
                                                      ZelDimension::kScalar, "double"))
                    .ok();
@@ -181,6 +183,7 @@ void buildScene(ZelRwMemCache& cache, const std::vector<float>& times) {
     xform->addChild(leaf("INHT", std::vector<int>{0}));
     xform->addAttr(true, "ty", "float", kTypeFloat, 0, 1);
     meta.getDOBJ(kLocator)->addChild(leaf("ELOC", std::vector<int>{1}));
+    meta.getDOBJ(kLocator)->addChild(leaf("BBOX", kBox));
     meta.getDOBJ(kLocator)->addAttr(true, "weight", "double", kTypeDouble, 0, 1);
     ZelDOBJChunk* coords = meta.getDOBJ(kCoords);
     coords->addChild(leaf("LXCS", std::vector<int>{1}));
