@@ -175,14 +175,7 @@ bool benchPositions(const char* path) {
 
 // The bytes this process has passed to write() so far ("wchar" of /proc/self/io), or -1.
 long long bytesWritten() {
-    std::ifstream io("/proc/self/io");
-    std::string line;
-    while (std::getline(io, line)) {
-        if (line.compare(0, 6, "wchar:") == 0) {
-            return std::stoll(line.substr(6));
-        }
-    }
-    return -1;
+    return procField("/proc/self/io", "wchar:");
 }
 
 // Allocates the mesh's positions for frames `first` to `last`, as writeCache lays them out.

@@ -22,16 +22,21 @@ inline double secondsSince(std::chrono::steady_clock::time_point start) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-// The process's peak resident set in kB (VmHWM), or -1 when it cannot be read.
-inline long peakResidentKb() {
-    std::ifstream status("/proc/self/status");
+// The number after `key` (e.g. "VmHWM:") on its line of a /proc file, or -1 when it is missing.
+inline long long procField(const char* file, const std::string& key) {
+    std::ifstream in(file);
     std::string line;
-    while (std::getline(status, line)) {
-        if (line.compare(0, 6, "VmHWM:") == 0) {
-            return std::stol(line.substr(6));
+    while (std::getline(in, line)) {
+        if (line.compare(0, key.size(), key) == 0) {
+            return std::stoll(line.substr(key.size()));
         }
     }
     return -1;
+}
+
+// The process's peak resident set in kB (VmHWM), or -1 when it cannot be read.
+inline long peakResidentKb() {
+    return static_cast<long>(procField("/proc/self/status", "VmHWM:"));
 }
 
 // The size of the file at `path` in bytes, or -1.

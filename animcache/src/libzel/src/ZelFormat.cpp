@@ -1,5 +1,6 @@
 #include "ZelFormat.h"
 
+#include <ctime>
 #include <limits>
 
 #include "ZelFileChunks.h"
@@ -74,6 +75,29 @@ SectionTablesError readSectionTables(ZelFile& f, std::vector<TimeEntry>& times,
         previous = h.tag;
     }
     return SectionTablesError::kNone;
+}
+
+bool uniformRate(const float* times, size_t n, float& rate) {
+    if (n < 2) {
+        rate = 1.0f;
+        return true;
+    }
+    const double d = static_cast<double>(times[1] - times[0]);
+    // Equal or falling times have no rate.
+    if (!(d > 0.0)) {
+        return false;
+    }
+    for (size_t k = 2; k < n; ++k) {
+        if (static_cast<double>(times[k] - times[k - 1]) != d) {
+            return false;
+        }
+    }
+    rate = static_cast<float>(1.0 / d);
+    return true;
+}
+
+int64 dateStampNow() {
+    return static_cast<int64>(std::time(nullptr));
 }
 
 namespace {

@@ -187,6 +187,21 @@ SectionTablesError readSectionTables(ZelFile& f, std::vector<TimeEntry>& times,
 // Every samples section keeps room for at least this many further samples in its tables.
 inline constexpr int64 kMinReservedSamples = 100;
 
+// The room a new samples section keeps for further samples: `reserved` when it is not 0, else
+// twice the `samples` of the cache, and at least kMinReservedSamples.
+inline int64 reserveRule(int64 reserved, int64 samples) {
+    const int64 wanted = reserved != 0 ? reserved : 2 * samples;
+    return wanted > kMinReservedSamples ? wanted : kMinReservedSamples;
+}
+
+// Whether `n` sample times are evenly spaced (every difference, in single precision, equal to
+// the first and positive), so that the cache samples uniformly; `rate` then receives 1 / spacing
+// (1 for fewer than two times).
+bool uniformRate(const float* times, size_t n, float& rate);
+
+// The date stamp of a save made now: seconds since 1970.
+int64 dateStampNow();
+
 // What an in-place append builds on: where the metadata and the last samples section lie, and
 // the entries of every section's tables in file order.
 struct FileLayout {

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cassert>
 #include <cstdio>
-#include <ctime>
 #include <iostream>
 
 #include "ZelFormat.h"
@@ -15,14 +14,6 @@
 namespace Zel {
 
 namespace {
-
-// Spare room every new samples section gets at the least.
-constexpr int64 kMinReserve = 100;
-
-// The date stamp: seconds since the epoch.
-int64 now() {
-    return static_cast<int64>(std::time(nullptr));
-}
 
 // The exact number of bytes `chunk` writes, measured by writing it to the null device: the
 // metadata's own length is an estimate, and rewriting it in place needs the real size.
@@ -180,26 +171,12 @@ bool ZelRwMemCache::convertToUniformSampling() {
     if (meta_.rate != 0.0f) {
         return true;
     }
-    const int n = getNumSamples();
-    if (n > 1) {
-        const auto un = static_cast<size_t>(n);
-        if (times_.size() < un) {
-            return false;
-        }
-        const double d = static_cast<double>(times_[1] - times_[0]);
-        // Equal or falling times have no rate.
-        if (!(d > 0.0)) {
-            return false;
-        }
-        for (size_t k = 2; k < un; ++k) {
-            if (static_cast<double>(times_[k] - times_[k - 1]) != d) {
-                return false;
-            }
-        }
-        meta_.rate = static_cast<float>(1.0 / d);
-    } else {
-        meta_.rate = 1.0f;
+    const auto n = static_cast<size_t>(std::max(getNumSamples(), 0));
+    float rate = 1.0f;
+    if ((n > 1 && times_.size() < n) || !uniformRate(times_.data(), n, rate)) {
+        return false;
     }
+    meta_.rate = rate;
     times_.clear();
     return true;
 }
@@ -313,9 +290,7 @@ void ZelRwMemCache::setSpace(int space) {
 // ---- Saving ----
 
 int64 ZelRwMemCache::reserveCount() const {
-    const int64 wanted =
-        reservedSamples_ != 0 ? reservedSamples_ : 2 * static_cast<int64>(getNumSamples());
-    return std::max(wanted, kMinReserve);
+    return reserveRule(reservedSamples_, getNumSamples());
 }
 
 bool ZelRwMemCache::writeSamples(ZelSAMSChunk& sams, int first, bool nonUniform) {
@@ -418,7 +393,7 @@ bool ZelRwMemCache::rewrite(const char* filename) {
         return false;
     }
     const bool nonUniform = !convertToUniformSampling();
-    meta_.date = now();
+    meta_.date = dateStampNow();
     // Every sample is in memory now, so the old handle, perhaps on the very file about to be
     // replaced, is done with.
     file_.close();
@@ -514,7 +489,7 @@ bool ZelRwMemCache::writeHeadOnly() {
     if (!replace.begin(filename_.c_str(), file_)) {
         return false;
     }
-    meta_.date = now();
+    meta_.date = dateStampNow();
     if (!dzel_.write(file_) || !meta_.write(file_) || !replace.commit(file_)) {
         replace.abandon(file_);
         return false;
@@ -552,7 +527,7 @@ bool ZelRwMemCache::writeAppended(const AppendPlan& plan, bool uniform) {
     const auto f = static_cast<int64>(plan.jumps.size());
     const int64 k = getNumSamples() - f;
     // The metadata goes back where it stands only when it fills exactly its old place.
-    meta_.date = now();
+    meta_.date = dateStampNow();
     if (writtenSize(meta_) != kHeaderSize + plan.metaLength ||
         !file_.seek(plan.metaOffset, SEEK_SET, true) || !meta_.write(file_) ||
         file_.tell() != plan.metaOffset + kHeaderSize + plan.metaLength) {

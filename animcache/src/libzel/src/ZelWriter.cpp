@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <cmath>
 #include <cstring>
-#include <ctime>
 #include <limits>
 #include <sstream>
 #include <type_traits>
@@ -106,32 +105,29 @@ bool encode(const std::vector<std::string>& values, uint8 code, std::vector<char
     return true;
 }
 
-// A static attribute's value leaf in `code`, filled from `values`.
+// Fills the value leaf of a static attribute, of element type `code`, with `values`.
 template <class T>
-bool fillLeaf(ZelChunk* chunk, ZelView<T> values) {
-    std::vector<char> bytes;
-    if (chunk == nullptr || !encode(values, chunk->getType(), bytes)) {
-        return false;
-    }
-    auto assign = [&](auto* leaf) {
-        using V = typename std::decay_t<decltype(leaf->values())>::value_type;
-        leaf->values().resize(bytes.size() / sizeof(V));
-        if (!bytes.empty()) {
-            std::memcpy(leaf->values().data(), bytes.data(), bytes.size());
-        }
+void fillLeaf(ZelChunk* chunk, uint8 code, ZelView<T> values) {
+    auto fill = [&](auto* leaf) {
+        leaf->values().assign(values.begin(), values.end());
         leaf->updateLength();
-        return true;
     };
-    switch (chunk->getType()) {
+    switch (code) {
         case kTypeInt32:
-            return assign(static_cast<ZelLeafChunk<int>*>(chunk));
+            return fill(static_cast<ZelLeafChunk<int>*>(chunk));
         case kTypeFloat:
-            return assign(static_cast<ZelLeafChunk<float>*>(chunk));
+            return fill(static_cast<ZelLeafChunk<float>*>(chunk));
         case kTypeInt64:
-            return assign(static_cast<ZelLeafChunk<int64>*>(chunk));
+            return fill(static_cast<ZelLeafChunk<int64>*>(chunk));
         default:
-            return assign(static_cast<ZelLeafChunk<double>*>(chunk));
+            return fill(static_cast<ZelLeafChunk<double>*>(chunk));
     }
+}
+
+void fillLeaf(ZelChunk* chunk, uint8, const std::vector<std::string>& values) {
+    auto* strings = static_cast<ZelLeafChunk<std::string>*>(chunk);
+    strings->values() = values;
+    strings->updateLength();
 }
 
 ZelWriterChannel channel(uint32 tag, uint8 type, ZelCompound compound, ZelDimension dimension,
@@ -147,7 +143,7 @@ ZelWriterChannel channel(uint32 tag, uint8 type, ZelCompound compound, ZelDimens
 
 template <class T>
 ZelLeafChunk<T>* leaf(uint32 tag, std::vector<T> values) {
-    return new ZelLeafChunk<T>(tag, values);
+    return new ZelLeafChunk<T>(tag, std::move(values));
 }
 
 const char* channelName(uint32 tag) {
@@ -242,23 +238,6 @@ ZelWriter::~ZelWriter() {
 
 namespace {
 
-// True when every difference of `times` is the first one: the read-write cache then samples
-// uniformly at 1 / difference.
-bool evenlySpaced(const std::vector<float>& times, float& rate) {
-    if (times.size() < 2) {
-        rate = 1.0f;
-        return true;
-    }
-    const double d = static_cast<double>(times[1] - times[0]);
-    for (size_t i = 2; i < times.size(); ++i) {
-        if (static_cast<double>(times[i] - times[i - 1]) != d) {
-            return false;
-        }
-    }
-    rate = static_cast<float>(1.0 / d);
-    return true;
-}
-
 // Why `options` cannot describe a cache; empty when they can.
 std::string optionsProblem(const ZelWriterOptions& o) {
     if (!std::isfinite(o.firstTime) || !std::isfinite(o.rate) || o.rate < 0) {
@@ -297,7 +276,7 @@ ZelStatus ZelWriter::create(const std::string& path, const ZelWriterOptions& opt
     w.declaredCount = options.times.empty() ? options.frameCount : int64(options.times.size());
     if (!options.times.empty()) {
         w.firstTime = options.times[0];
-        w.uniform = evenlySpaced(options.times, w.rate);
+        w.uniform = uniformRate(options.times.data(), options.times.size(), w.rate);
     } else {
         w.firstTime = options.firstTime;
         w.rate = options.rate;
@@ -577,9 +556,11 @@ ZelStatus addStatic(ZelWriter::Impl& w, int object, const ZelAttrDesc& desc, con
         return s;
     }
     ZelDOBJChunk* dobj = w.meta.getDOBJ(object);
+    const uint8 code = typeCode(desc.type);
+    // Numbers convert to any numeric type; strings go only where strings are declared.
+    const bool strings = std::is_same<Values, std::vector<std::string>>::value;
     std::string problem;
-    std::vector<char> probe;
-    if (!encode(values, typeCode(desc.type), probe)) {
+    if (strings != (code == kTypeCstr)) {
         problem = std::string("attribute ") + quoted(desc.name) + " is declared " +
                   elementTypeName(desc.type) + " but given other values";
     }
@@ -587,14 +568,7 @@ ZelStatus addStatic(ZelWriter::Impl& w, int object, const ZelAttrDesc& desc, con
     if (i < 0) {
         return w.invalid(quoted(o->name) + ": " + problem);
     }
-    ZelChunk* value = dobj->getDATR()->getStaticData(i);
-    if constexpr (std::is_same<Values, std::vector<std::string>>::value) {
-        auto* strings = static_cast<ZelLeafChunk<std::string>*>(value);
-        strings->values() = values;
-        strings->updateLength();
-    } else {
-        fillLeaf(value, values);
-    }
+    fillLeaf(dobj->getDATR()->getStaticData(i), code, values);
     return ZelStatus();
 }
 

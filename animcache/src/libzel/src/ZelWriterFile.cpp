@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <ctime>
 
 #include "ZelChunks.h"
 #include "ZelDefinitionChunks.h"
@@ -12,17 +11,8 @@
 
 namespace Zel {
 
-namespace {
-
-int64 stampNow() {
-    return static_cast<int64>(std::time(nullptr));
-}
-
-}  // namespace
-
-int64 ZelWriter::Impl::reserveFor(int64 samples) const {
-    const int64 wanted = reservedSamples != 0 ? reservedSamples : 2 * samples;
-    return std::max(wanted, kMinReservedSamples);
+int64 ZelWriter::Impl::stamp() const {
+    return dateStamp >= 0 ? dateStamp : dateStampNow();
 }
 
 bool ZelWriter::Impl::writeMeta() {
@@ -37,9 +27,12 @@ ZelStatus ZelWriter::Impl::startNewFile() {
     meta.firstTime = firstTime;
     meta.lastTime = firstTime;
     meta.rate = uniform ? rate : 0.0f;
-    meta.date = dateStamp >= 0 ? dateStamp : stampNow();
-    metaOffset = kHeaderSize + 8;
-    if (!ZelDZELChunk().write(file) || file.tell() != metaOffset || !meta.write(file)) {
+    meta.date = stamp();
+    if (!ZelDZELChunk().write(file)) {
+        return ioFailure("writing the metadata");
+    }
+    metaOffset = file.tell();
+    if (!meta.write(file)) {
         return ioFailure("writing the metadata");
     }
     metaEnd = file.tell();
@@ -61,7 +54,7 @@ bool ZelWriter::Impl::sectionHasRoom() const {
 // exactly as saving and then appending frame by frame lays them out.
 bool ZelWriter::Impl::startSection() {
     const int64 count = frames() == 0 && declaredCount > 0 ? declaredCount : 1;
-    const int64 capacity = count + reserveFor(frames() + count);
+    const int64 capacity = count + reserveRule(reservedSamples, frames() + count);
     section = Section();
     section.first = frames();
     section.timeCapacity = capacity;
@@ -170,7 +163,7 @@ ZelStatus ZelWriter::Impl::finishNewFile() {
             }
         }
         meta.numSamples = 0;
-        meta.date = dateStamp >= 0 ? dateStamp : stampNow();
+        meta.date = stamp();
         if (!ZelDZELChunk().write(file) || !meta.write(file)) {
             return ioFailure("writing the metadata");
         }
@@ -193,7 +186,7 @@ ZelStatus ZelWriter::Impl::finishAppend() {
         meta.numSamples = frames();
         meta.lastTime = lastTime;
         if (meta.date != 0) {
-            meta.date = dateStamp >= 0 ? dateStamp : stampNow();
+            meta.date = stamp();
         }
         if (!finishSection() || !writeMeta()) {
             return ioFailure("writing the tables");

@@ -113,7 +113,8 @@ struct ZelWriter::Impl {
     bool startSection();
     bool finishSection();
     bool sectionHasRoom() const;
-    int64 reserveFor(int64 samples) const;
+    // The date stamp to write: the one asked for, else now.
+    int64 stamp() const;
     bool writeMeta();
     ZelStatus readFrameLayout(const FileLayout& layout);
     void abandon();
