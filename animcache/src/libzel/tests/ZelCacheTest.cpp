@@ -380,9 +380,8 @@ TEST_F(LoadedCache, SeeksStraightToObjectsAndChannelsReadingEachObjectTableOnce)
 
     c.setKeepOpen(false);
     EXPECT_EQ(posi(c, 1, 0), (F{1, 0}));
-    // The table on disk is gone, but objects 1 and 2 of sample 1 come from the remembered one.
+    // The table on disk is gone, but sample 1's other objects come from the remembered one.
     patch(p, at.jobj[1], makeTag("XXXX"));
-    EXPECT_EQ(posi(c, 1, 1), (F{1, 1}));
     EXPECT_EQ(posi(c, 1, 2), (F{1, 2}));
     EXPECT_EQ(posi(c, 0, 2), (F{0, 2}));
     // Another sample's table was read since, so sample 1 is read afresh and now fails.
@@ -390,10 +389,7 @@ TEST_F(LoadedCache, SeeksStraightToObjectsAndChannelsReadingEachObjectTableOnce)
     EXPECT_EQ(c.currentSample(), -1);
 }
 
-TEST(ZelCacheReads, DamagedSamplesFailCleanly) {
-    ZelTest::TempDir dir;
-    const std::string p = dir.file("c.zel");
-    const Layout at = writeCache(p, Shape());
+TEST_F(LoadedCache, DamagedSamplesFailCleanly) {
     const int64 huge = int64(1) << 40;
     // The first object of sample 1 follows its "JOBJ" of three entries: 16 + 24 bytes.
     const int64 sobj = at.jobj[1] + 40;
@@ -417,7 +413,6 @@ TEST(ZelCacheReads, DamagedSamplesFailCleanly) {
         SCOPED_TRACE(d.offset);
         writeCache(p, Shape());
         d.offset == at.jobj[1] ? patch(p, d.offset, uint32(d.value)) : patch(p, d.offset, d.value);
-        Probe c;
         ASSERT_TRUE(c.load(p.c_str()));
         EXPECT_TRUE(posi(c, 1, d.object).empty());
         EXPECT_EQ(posi(c, 0, 1), (F{0, 1}));

@@ -50,8 +50,7 @@ float valueAt(float t, int o, float base = 0) {
 }
 
 // Allocates samples at `times` for objects "a" and "b" (or "a" alone), each with a three-float
-// POSI. Only a single object per frame leaves the cache appended-only: filling the second object
-// into a new sample is an allocation inside the time range.
+// POSI. A second object's allocation lies inside the time range, so only one object can append.
 void build(ZelRwMemCache& c, const std::vector<float>& times, float base = 0, int objects = 2) {
     for (float t : times) {
         for (int o = 0; o < objects; ++o) {
@@ -340,9 +339,8 @@ TEST_F(RwMemCacheTest, DamagedFileMakesAppendFailAndSaveRewrite) {
     const std::vector<unsigned char> good = ZelTest::readFileBytes(path);
     const int64 sams = chunks(path, "SAMS").at(0).offset, jsam = chunks(path, "JSAM").at(0).offset;
     // {offset, value}: lengths at header offset + 8, the first jump entry at JSAM + 16, the
-    // reserve's length behind the ten jump entries. The last is a reserve said to reach into the
-    // samples, which a large append would overwrite. Which table lengths are unreadable is for
-    // the format's decoder tests.
+    // reserve's length behind the ten jump entries; the last one reaches into the samples, which
+    // a large append would overwrite. Unreadable table lengths are the decoder tests' part.
     const int64 damages[][2] = {
         {sams + 8, 0}, {sams + 8, int64(1) << 40}, {jsam + 8, 1LL << 60},   {jsam + 16, 4},
         {24 + 8, 3},   {jsam + 96 + 8, -8},        {jsam + 96 + 8, 200 * 8}};
@@ -430,10 +428,9 @@ TEST_F(RwMemCacheTest, LoadedCachesInsertFromMemoryAndTheConstructedOneRewrites)
     EXPECT_EQ(jumpReserve(path), 100 * 8);
 }
 
-// A save of samples 10 on, run in a child that a file size limit stops (the writes fail) or kills
-// at points all across the write, or that is killed after a while: the file then loads with
-// exactly its old samples or with all of the new ones, and a save that failed leaves the file
-// byte for byte as it was and nothing beside it.
+// A save of samples 10 on, in a child that a file size limit stops or kills all across the write,
+// or that is killed after a while: the file loads with its old samples or all the new ones, and a
+// failed save leaves it byte for byte as it was and nothing beside it.
 TEST_F(RwMemCacheTest, InterruptedSavesNeverLoseTheFile) {
     struct Case {
         int upTo;     // the samples after the save: 15 fit the reserve, 111 need a new section
