@@ -50,8 +50,7 @@ float valueAt(float t, int o, float base = 0) {
 }
 
 // Allocates samples at `times` for objects "a" and "b" (or "a" alone), each with a three-float
-// POSI. Only a single object per frame leaves the cache appended-only: filling the second object
-// into a new sample is an allocation inside the time range.
+// POSI. A second object's allocation lies inside the time range, so only one object can append.
 void build(ZelRwMemCache& c, const std::vector<float>& times, float base = 0, int objects = 2) {
     for (float t : times) {
         for (int o = 0; o < objects; ++o) {
@@ -71,6 +70,13 @@ std::vector<float> range(int from, int to) {
     std::vector<float> v(static_cast<size_t>(to - from));
     std::iota(v.begin(), v.end(), static_cast<float>(from));
     return v;
+}
+
+// Saves samples 0 to n - 1 of `objects` objects to `path` through a cache of its own.
+void writeFile(const std::string& path, int n, int objects = 1) {
+    ZelRwMemCache w;
+    build(w, range(0, n), 0, objects);
+    ASSERT_TRUE(w.saveAs(path.c_str()));
 }
 
 // The first POSI value of (sample, object), NaN when missing.
@@ -118,47 +124,37 @@ class RwMemCacheTest : public ::testing::Test {
     std::string path = dir.file("cache.zel");
 };
 
-TEST_F(RwMemCacheTest, AllocationFillsExistingSamplesAndInsertsOthersAfterReadingAll) {
-    Probe n;
-    build(n, {0, 1, 3});
-    EXPECT_EQ(n.sampling(), "n=3 first=0 last=3 rate=0 times=0,1,3,");
-    ZelGroupChunk* g = n.allocSample(1, 5);
-    EXPECT_EQ(n.allocSample(1, 5), g);  // an existing sample hands back its group
-    ASSERT_EQ(std::make_pair(n.getNumSamples(), n.getNumObjects()), std::make_pair(3, 6));
-    EXPECT_EQ(n.getName(2) + n.getName(5), "");
-    EXPECT_EQ(n.allocSample(NAN, 0), nullptr);
-
-    {
-        ZelRwMemCache w;
-        build(w, range(0, 3));
-        ASSERT_TRUE(w.saveAs(path.c_str()));
-    }
-    // A cut-off sample's place in the file is not read for a sample appended after the cut.
-    Probe cut;
-    ASSERT_TRUE(cut.load(path.c_str()));
-    cut.truncate(1);
-    cut.allocSample(2, 0);
-    EXPECT_TRUE(std::isnan(posi(cut, 2, 1)));
-
-    Probe c;
-    ASSERT_TRUE(c.load(path.c_str(), false));
-    c.allocSample(0.5f, 0);
-    EXPECT_TRUE(std::isnan(posi(c, 1, 1)));   // the new sample has no place in the file
-    ASSERT_EQ(std::remove(path.c_str()), 0);  // the others must all be in memory now
-    EXPECT_EQ(c.sampling(), "n=4 first=0 last=2 rate=0 times=0,0.5,1,2,");
-    for (int s : {0, 2, 3}) {
-        EXPECT_EQ(posi(c, s, 1), valueAt(c.getSampleTime(s), 1)) << s;
-    }
+// One cache through fills, cuts, shifts and prepends: every edit keeps the samples in time order.
+TEST(RwMemCacheEdit, AllocateTruncateShiftAndPrependKeepTheSamplingState) {
+    Probe u;
+    build(u, range(0, 4));
+    ZelGroupChunk* g = u.allocSample(1, 5);
+    EXPECT_EQ(u.allocSample(1, 5), g);  // an existing sample hands back its group
+    ASSERT_EQ(std::make_pair(u.getNumSamples(), u.getNumObjects()), std::make_pair(4, 6));
+    EXPECT_EQ(u.getName(2) + u.getName(5), "");
+    EXPECT_EQ(u.allocSample(NAN, 0), nullptr);
+    u.truncate(1.5f);
+    u.truncate(2);    // not before the last sample: nothing happens
+    u.truncate(NAN);  // nor at no time
+    EXPECT_EQ(u.sampling(), "n=3 first=0 last=2 rate=1 times=");
+    EXPECT_EQ(posi(u, 2, 1), valueAt(2, 1));
+    u.shiftFirstTimeTo(10);
+    EXPECT_EQ(u.sampling(), "n=3 first=10 last=12 rate=1 times=");
 
     // One rate step before the first sample keeps the cache uniform; two steps do not.
-    Probe u;
-    build(u, range(0, 3));
-    EXPECT_EQ(u.sampling(), "n=3 first=0 last=2 rate=1 times=");
-    u.allocSample(-1, 0);
-    EXPECT_EQ(u.sampling(), "n=4 first=-1 last=2 rate=1 times=-1,");
+    u.allocSample(9, 0);
+    EXPECT_EQ(u.sampling(), "n=4 first=9 last=12 rate=1 times=9,");
     EXPECT_EQ(posi(u, 1, 0), valueAt(0, 0));
-    u.allocSample(-3, 0);
-    EXPECT_EQ(u.sampling(), "n=5 first=-3 last=2 rate=0 times=-3,-1,0,1,2,");
+    u.allocSample(7, 0);
+    EXPECT_EQ(u.sampling(), "n=5 first=7 last=12 rate=0 times=7,9,10,11,12,");
+    // A non-uniform cache moves its table only (not even shortened by the cut).
+    u.truncate(10.5f);
+    u.shiftFirstTimeTo(20);
+    EXPECT_EQ(u.sampling(), "n=4 first=7 last=11 rate=0 times=20,22,23,24,25,");
+    u.setKeepOpen(false);
+    u.truncate(6);  // before the first sample: the whole cache goes, the keep-open flag stays
+    EXPECT_EQ(u.getNumSamples() + u.getNumObjects(), 0);
+    EXPECT_FALSE(u.getKeepOpen());
 }
 
 TEST(RwMemCacheSampling, ConversionsUseExactFloatSteps) {
@@ -198,30 +194,6 @@ TEST(RwMemCacheSampling, ConversionsUseExactFloatSteps) {
     }
 }
 
-TEST(RwMemCacheEdit, TruncateAndShiftFirstTime) {
-    Probe c;
-    build(c, range(0, 4));
-    c.truncate(1.5f);
-    c.truncate(2);    // not before the last sample: nothing happens
-    c.truncate(NAN);  // nor at no time
-    EXPECT_EQ(c.sampling(), "n=3 first=0 last=2 rate=1 times=");
-    EXPECT_EQ(c.getSample(3, 0), nullptr);
-    EXPECT_EQ(posi(c, 2, 1), valueAt(2, 1));
-    c.shiftFirstTimeTo(10);
-    EXPECT_EQ(c.sampling(), "n=3 first=10 last=12 rate=1 times=");
-
-    // A non-uniform cache moves its table only (not even shortened by the cut).
-    Probe n;
-    build(n, {0, 1, 3, 7});
-    n.truncate(2);
-    n.shiftFirstTimeTo(10);
-    EXPECT_EQ(n.sampling(), "n=3 first=0 last=3 rate=0 times=10,11,13,17,");
-    n.setKeepOpen(false);
-    n.truncate(-1);  // before the first sample: the whole cache goes, the keep-open flag stays
-    EXPECT_EQ(n.getNumSamples() + n.getNumObjects(), 0);
-    EXPECT_FALSE(n.getKeepOpen());
-}
-
 TEST_F(RwMemCacheTest, SaveRewritesThenAppendsNewSamplesIntoTheReserveInPlace) {
     ZelRwMemCache c;
     build(c, range(0, 10), 0, 1);
@@ -251,34 +223,29 @@ TEST_F(RwMemCacheTest, SaveRewritesThenAppendsNewSamplesIntoTheReserveInPlace) {
     expectFile(path, 15);
 
     // Samples of the file that were cut off, or dropped with the whole cache, and allocated
-    // anew are written anew; so is a change to a sample the file holds.
+    // anew are written anew.
     c.truncate(4);
     build(c, range(5, 20), 1000, 1);
     ASSERT_TRUE(c.save());
     ASSERT_TRUE(r.load(path.c_str()));
     ASSERT_EQ(r.getNumSamples(), 20);
     EXPECT_EQ(posi(r, 4, 0), valueAt(4, 0));
-    EXPECT_EQ(posi(r, 15, 0), valueAt(15, 0, 1000));
+    EXPECT_EQ(posi(r, 5, 0), valueAt(5, 0, 1000));
     c.deleteCache();
     build(c, range(0, 22), 2000, 1);
     ASSERT_TRUE(c.save());
     expectFile(path, 22, 2000);
-    build(c, {22}, 2000, 1);
-    c.allocSample(3, 1)->addChild(new ZelLeafChunk<int>(makeTag("NOTE"), {7}));
-    ASSERT_TRUE(c.save());
-    ASSERT_TRUE(r.load(path.c_str()));
-    EXPECT_NE(r.getSample(3, 1, makeTag("NOTE")), nullptr);
 
     // Clean: nothing is written, not even a file that has gone. Another name always rewrites,
     // and the cache then belongs to it.
     ASSERT_EQ(std::remove(path.c_str()), 0);
     ASSERT_TRUE(c.save(&saved, &deleted));
     EXPECT_FALSE(saved || ZelFile::exists(path.c_str()));
-    build(c, {23}, 2000, 1);
+    build(c, {22}, 2000, 1);
     ASSERT_TRUE(c.saveAs((path + "2").c_str()));
     EXPECT_EQ(c.getFilename(), path + "2");
     ASSERT_TRUE(r.load((path + "2").c_str()));
-    EXPECT_EQ(posi(r, 23, 0), valueAt(23, 0, 2000));
+    EXPECT_EQ(posi(r, 22, 0), valueAt(22, 0, 2000));
 }
 
 TEST_F(RwMemCacheTest, AppendRefusesWhatItCannotAddInPlace) {
@@ -372,9 +339,8 @@ TEST_F(RwMemCacheTest, DamagedFileMakesAppendFailAndSaveRewrite) {
     const std::vector<unsigned char> good = ZelTest::readFileBytes(path);
     const int64 sams = chunks(path, "SAMS").at(0).offset, jsam = chunks(path, "JSAM").at(0).offset;
     // {offset, value}: lengths at header offset + 8, the first jump entry at JSAM + 16, the
-    // reserve's length behind the ten jump entries. The last is a reserve said to reach into the
-    // samples, which a large append would overwrite. Which table lengths are unreadable is for
-    // the format's decoder tests.
+    // reserve's length behind the ten jump entries; the last one reaches into the samples, which
+    // a large append would overwrite. Unreadable table lengths are the decoder tests' part.
     const int64 damages[][2] = {
         {sams + 8, 0}, {sams + 8, int64(1) << 40}, {jsam + 8, 1LL << 60},   {jsam + 16, 4},
         {24 + 8, 3},   {jsam + 96 + 8, -8},        {jsam + 96 + 8, 200 * 8}};
@@ -389,22 +355,14 @@ TEST_F(RwMemCacheTest, DamagedFileMakesAppendFailAndSaveRewrite) {
         c.truncate(9);  // back to the ten samples of `good`
         ASSERT_TRUE(c.save());
     }
-    // Cut inside the tables.
-    ZelTest::writeFileBytes(path,
-                            std::vector<unsigned char>(good.begin(), good.begin() + jsam + 20));
-    build(c, {10}, 0, 1);
-    EXPECT_FALSE(c.append());
-    ASSERT_TRUE(c.save());
-    expectFile(path, 11);
-
     // A chunk behind the last samples section: new samples go into a section of their own.
     std::vector<unsigned char> trailing = ZelTest::readFileBytes(path);
     trailing.resize(trailing.size() + 16);  // an empty chunk with a zero tag
     ZelTest::writeFileBytes(path, trailing);
-    build(c, {11}, 0, 1);
+    build(c, {10}, 0, 1);
     ASSERT_TRUE(c.save());
     EXPECT_EQ(chunks(path, "SAMS").size(), 2u);
-    expectFile(path, 12);
+    expectFile(path, 11);
 }
 
 TEST_F(RwMemCacheTest, EditsMarkDirtyObjectsWithoutSamplesSaveMetadataWithoutObjectsDelete) {
@@ -421,10 +379,6 @@ TEST_F(RwMemCacheTest, EditsMarkDirtyObjectsWithoutSamplesSaveMetadataWithoutObj
     EXPECT_TRUE(c.isDirty());
     c.getMETAChunk().getDOBJ(0)->addAttr(false, "old", "int", kTypeInt32, 0, 0);
     EXPECT_TRUE(c.setAttrType(0, 0, "long"));
-    // The definition's index check reports and throws; the cache passes it on.
-    testing::internal::CaptureStdout();
-    EXPECT_THROW(c.setAttrName(0, 1, "x"), bool);
-    testing::internal::GetCapturedStdout();
     // Objects without samples: metadata only, also through append.
     ASSERT_TRUE(c.append());
     EXPECT_EQ(chunks(path, "SAMS").size() + chunks(path, "DOBJ").size(), 2u);
@@ -451,28 +405,32 @@ TEST_F(RwMemCacheTest, EditsMarkDirtyObjectsWithoutSamplesSaveMetadataWithoutObj
     EXPECT_FALSE(saved || deleted);
 }
 
-TEST_F(RwMemCacheTest, LoadedCacheExtendsItsFile) {
-    {
-        ZelRwMemCache w;
-        build(w, range(0, 4), 0, 1);
-        ASSERT_TRUE(w.saveAs(path.c_str()));
+TEST_F(RwMemCacheTest, LoadedCachesInsertFromMemoryAndTheConstructedOneRewrites) {
+    writeFile(path, 3, 2);
+    Probe c;
+    ASSERT_TRUE(c.load(path.c_str(), false));
+    c.allocSample(0.5f, 0);
+    EXPECT_TRUE(std::isnan(posi(c, 1, 1)));   // the new sample has no place in the file
+    ASSERT_EQ(std::remove(path.c_str()), 0);  // the others must all be in memory now
+    EXPECT_EQ(c.sampling(), "n=4 first=0 last=2 rate=0 times=0,0.5,1,2,");
+    for (int s : {0, 2, 3}) {
+        EXPECT_EQ(posi(c, s, 1), valueAt(c.getSampleTime(s), 1)) << s;
     }
-    for (bool constructed : {true, false}) {
-        bool ok = false;
-        ZelRwMemCache c(path.c_str(), true, &ok);
-        ASSERT_TRUE(constructed ? ok : c.load(path.c_str(), false));
-        build(c, {static_cast<float>(c.getNumSamples())}, 0, 1);
-        ASSERT_TRUE(c.save());
-        expectFile(path, constructed ? 5 : 6);
-        // The constructor's read-only handle cannot take an append: the file was rewritten.
-        EXPECT_EQ(jumpReserve(path), constructed ? 100 * 8 : 99 * 8);
-    }
+
+    // The constructor's read-only handle cannot take an append: the file is rewritten.
+    writeFile(path, 4);
+    bool ok = false;
+    ZelRwMemCache built(path.c_str(), true, &ok);
+    ASSERT_TRUE(ok);
+    build(built, {4}, 0, 1);
+    ASSERT_TRUE(built.save());
+    expectFile(path, 5);
+    EXPECT_EQ(jumpReserve(path), 100 * 8);
 }
 
-// A save of samples 10 on, run in a child that a file size limit stops (the writes fail) or kills
-// at points all across the write, or that is killed after a while: the file then loads with
-// exactly its old samples or with all of the new ones, and a save that failed leaves the file
-// byte for byte as it was and nothing beside it.
+// A save of samples 10 on, in a child that a file size limit stops or kills all across the write,
+// or that is killed after a while: the file loads with its old samples or all the new ones, and a
+// failed save leaves it byte for byte as it was and nothing beside it.
 TEST_F(RwMemCacheTest, InterruptedSavesNeverLoseTheFile) {
     struct Case {
         int upTo;     // the samples after the save: 15 fit the reserve, 111 need a new section
@@ -480,11 +438,7 @@ TEST_F(RwMemCacheTest, InterruptedSavesNeverLoseTheFile) {
     };
     for (const Case k : {Case{15, true}, Case{15, false}, Case{111, false}}) {
         SCOPED_TRACE(testing::Message() << k.upTo << (k.rename ? " rewrite" : " append"));
-        {
-            ZelRwMemCache w;
-            build(w, range(0, 10), 0, 1);
-            ASSERT_TRUE(w.saveAs(path.c_str()));
-        }
+        writeFile(path, 10);
         const std::vector<unsigned char> old = ZelTest::readFileBytes(path);
         const auto save = [&](rlim_t limit, bool die, long killAfterUs = -1) {
             // A killed rewrite leaves its temporary file: nothing can remove it then.
