@@ -47,12 +47,10 @@ std::unique_ptr<LoadedCache> load() {
 
 }  // namespace
 
-TEST(GeometryZelObj, PositionPointersNeedTheExactTypeCopiesConvert) {
+TEST(GeometryZelObj, PointersNeedTheExactTypeCopiesConvertRestPoseFromTheFirstPrefAttribute) {
     const auto c = load();
-    ASSERT_TRUE(c->loaded);
     const HelperPtr<GeometryZelObj> flt = c->get<GeometryZelObj>(kFlt);
     const HelperPtr<GeometryZelObj> dbl = c->get<GeometryZelObj>(kDbl);
-    ASSERT_TRUE(flt && dbl);
     const Floats* fp = nullptr;
     const Doubles* dp = nullptr;
     State state = kStatic;
@@ -89,14 +87,28 @@ TEST(GeometryZelObj, PositionPointersNeedTheExactTypeCopiesConvert) {
     EXPECT_EQ(dim, 3);
     EXPECT_EQ(state, kAnimated);
     EXPECT_EQ(d, (Doubles{3, 6, 9}));
+
+    // Only the first rest-pose attribute counts, even when a later one has the asked type.
+    HelperPtr<GeometryZelObj> g = c->get<GeometryZelObj>(kPrefFloat);
+    dim = -1;
+    EXPECT_FALSE(g->getPrefData(dp, dim));
+    EXPECT_EQ(dim, 0);
+    ASSERT_TRUE(g->getPrefData(fp, dim));
+    EXPECT_EQ(*fp, (Floats{1, 2, 3}));
+    EXPECT_EQ(dim, 3);  // code 0 reads as 3
+    g = c->get<GeometryZelObj>(kPrefDouble);
+    ASSERT_TRUE(g->getPrefData(dp, dim));
+    EXPECT_EQ(*dp, (Doubles{4, 5}));
+    EXPECT_EQ(dim, 2);
+    EXPECT_FALSE(g->getPrefData(fp, dim));
+    EXPECT_EQ(fp, nullptr);
+    EXPECT_FALSE(flt->getPrefData(fp, dim));
 }
 
 TEST(GeometryZelObj, PositionsAtTimeBlendFloatSamplesOnly) {
     const auto c = load();
-    ASSERT_TRUE(c->loaded);
     const HelperPtr<GeometryZelObj> flt = c->get<GeometryZelObj>(kFlt);
     const HelperPtr<GeometryZelObj> dbl = c->get<GeometryZelObj>(kDbl);
-    ASSERT_TRUE(flt && dbl);
     ZelInterpolationHints hints;
     Floats f;
     Doubles d;
@@ -156,26 +168,4 @@ TEST(GeometryZelObj, PositionsAtTimeBlendFloatSamplesOnly) {
     ASSERT_TRUE(dbl->getPositionAtTime(40, hints, d, state, dim));
     EXPECT_EQ(d, (Doubles{5, 10, 25, 1}));
     EXPECT_EQ(dim, 4);
-}
-
-TEST(GeometryZelObj, RestPoseFromTheFirstPrefAttribute) {
-    const auto c = load();
-    ASSERT_TRUE(c->loaded);
-    HelperPtr<GeometryZelObj> g = c->get<GeometryZelObj>(kPrefFloat);
-    const Doubles* dp = nullptr;
-    const Floats* fp = nullptr;
-    int dim = -1;
-    EXPECT_FALSE(g->getPrefData(dp, dim));
-    EXPECT_EQ(dim, 0);
-    ASSERT_TRUE(g->getPrefData(fp, dim));
-    EXPECT_EQ(*fp, (Floats{1, 2, 3}));
-    EXPECT_EQ(dim, 3);  // code 0 reads as 3
-    // The first rest-pose attribute decides, even when a later one has the asked type.
-    g = c->get<GeometryZelObj>(kPrefDouble);
-    ASSERT_TRUE(g->getPrefData(dp, dim));
-    EXPECT_EQ(*dp, (Doubles{4, 5}));
-    EXPECT_EQ(dim, 2);
-    EXPECT_FALSE(g->getPrefData(fp, dim));
-    EXPECT_EQ(fp, nullptr);
-    EXPECT_FALSE(c->get<GeometryZelObj>(kFlt)->getPrefData(fp, dim));
 }

@@ -38,9 +38,7 @@ TEST(MeshZelObj, TopologyNormalsAndVelocities) {
         b.addSampled<float>(s, o, "VELO", {0.5f * static_cast<float>(s), 0, 0});
     }
     LoadedCache c(b);
-    ASSERT_TRUE(c.loaded);
     const HelperPtr<MeshZelObj> m = c.get<MeshZelObj>(o);
-    ASSERT_NE(m, nullptr);
 
     // Pointers set null and kStatic first; copies leave output and state alone on failure.
     const struct {
@@ -98,28 +96,7 @@ TEST(MeshZelObj, TopologyNormalsAndVelocities) {
           {0.5, 0, 0});
 }
 
-TEST(MeshZelObj, RestPoseCopyTriesDoubleThenFloat) {
-    CacheBuilder b(1, 0, 1);
-    const int fl = addMesh(b, "fl");
-    b.addStaticAttr<float>(fl, "rmanP__Pref", {0.25f, 1, 2});
-    const int db = addMesh(b, "db");
-    b.addStaticAttr<double>(db, "vorn_Pref", {0.1, 1, 2});
-    const int none = addMesh(b, "none");
-    LoadedCache c(b);
-    ASSERT_TRUE(c.loaded);
-
-    Doubles d;
-    ASSERT_TRUE(c.get<MeshZelObj>(fl)->getPref(d));
-    EXPECT_EQ(d, (Doubles{0.25, 1, 2}));
-    Floats f;
-    ASSERT_TRUE(c.get<MeshZelObj>(db)->getPref(f));
-    EXPECT_EQ(f, (Floats{0.1f, 1, 2}));
-    f = {7};
-    EXPECT_FALSE(c.get<MeshZelObj>(none)->getPref(f));
-    EXPECT_EQ(f, Floats{7});
-}
-
-TEST(MeshZelObj, SubdivisionUnlessTheShapeTypeSaysOtherwise) {
+TEST(MeshZelObj, SubdivisionUnlessTheShapeTypeSaysOtherwiseRestPoseInEitherType) {
     CacheBuilder b(2, 0, 1);
     const int bare = addMesh(b, "bare");
     const int one = addMesh(b, "one");
@@ -137,12 +114,25 @@ TEST(MeshZelObj, SubdivisionUnlessTheShapeTypeSaysOtherwise) {
     b.addSampled<int>(1, laterSample, "MSPT", {1});
     const int floatChunk = addMesh(b, "floatChunk");
     b.addStatic<float>(floatChunk, "MSPT", {1});
+    const int fl = addMesh(b, "fl");
+    b.addStaticAttr<float>(fl, "rmanP__Pref", {0.25f, 1, 2});
+    const int db = addMesh(b, "db");
+    b.addStaticAttr<double>(db, "vorn_Pref", {0.1, 1, 2});
     LoadedCache c(b);
-    ASSERT_TRUE(c.loaded);
     const std::pair<int, bool> expected[] = {
         {bare, true},       {one, false},        {zero, true},      {attr, false},
         {floatAttr, false}, {laterSample, true}, {floatChunk, true}};
     for (const auto& e : expected) {
         EXPECT_EQ(c.get<MeshZelObj>(e.first)->isSubd(), e.second) << e.first;
     }
+
+    Doubles d;
+    ASSERT_TRUE(c.get<MeshZelObj>(fl)->getPref(d));
+    EXPECT_EQ(d, (Doubles{0.25, 1, 2}));
+    Floats f;
+    ASSERT_TRUE(c.get<MeshZelObj>(db)->getPref(f));
+    EXPECT_EQ(f, (Floats{0.1f, 1, 2}));
+    f = {7};
+    EXPECT_FALSE(c.get<MeshZelObj>(bare)->getPref(f));
+    EXPECT_EQ(f, Floats{7});
 }

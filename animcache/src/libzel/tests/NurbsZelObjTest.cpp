@@ -64,16 +64,13 @@ TEST(NurbsCurveZelObj, DegreeFormKnotsAndPeriodicControlPoints) {
     const int shortPeriod = addNurbs(b, {3}, {"kPeriodic"}, {0, 1, 2, 3, 4, 5});
     b.addStatic<float>(shortPeriod, "POSI", grid(1, 1), 3);
     LoadedCache lc(b);
-    ASSERT_TRUE(lc.loaded);
 
     HelperPtr<NurbsCurveZelObj> c = lc.get<NurbsCurveZelObj>(periodic);
-    ASSERT_NE(c, nullptr);
     int degree = 0;
     std::string form;
     State state = kAnimated;
     ASSERT_TRUE(c->getDegree(0, degree, state) && c->getForm(0, form, state));
-    EXPECT_EQ(degree, 3);
-    EXPECT_EQ(form, "kPeriodic");
+    EXPECT_EQ(std::to_string(degree) + form, "3kPeriodic");
     EXPECT_EQ(state, kStatic);
     Doubles points;
     ASSERT_TRUE(c->getControlPoints(0, points, state));
@@ -103,26 +100,20 @@ TEST(NurbsSurfaceZelObj, DegreesFormsAndKnotsPerDirection) {
     const int one = addNurbs(b, {3}, {"kOpen"}, {0, 1});  // one degree, one form, no "KNTV"
     b.addStatic<int>(one, "NRBS", {1});
     LoadedCache lc(b);
-    ASSERT_TRUE(lc.loaded);
     HelperPtr<NurbsSurfaceZelObj> obj = lc.get<NurbsSurfaceZelObj>(s);
-    ASSERT_NE(obj, nullptr);
-    int du = -1;
-    int dv = -1;
-    std::string fu = "u";
-    std::string fv = "v";
+    int du = -1, dv = -1;
+    std::string fu = "u", fv = "v";
     State state = kAnimated;
     ASSERT_TRUE(obj->getDegree(0, du, dv, state) && obj->getForm(0, fu, fv, state));
     EXPECT_EQ(du * 10 + dv, 12);
     EXPECT_EQ(fu + fv, "kOpenkPeriodic");
     EXPECT_EQ(state, kStatic);
-    Floats fu1{7};
-    Floats fv1;
+    Floats fu1{7}, fv1;
     ASSERT_TRUE(obj->getKnots(0, fu1, fv1, state));
     EXPECT_EQ(fu1, (Floats{0, 1}));
     EXPECT_EQ(fv1, (Floats{0, 0, 5, 5}));
     EXPECT_EQ(state, kAnimated);  // the v knots came from the sample
-    Doubles u;
-    Doubles kv;
+    Doubles u, kv;
     ASSERT_TRUE(obj->getKnots(0, u, kv, state, true));
     EXPECT_EQ(u, (Doubles{0, 0, 1, 1}));
     EXPECT_EQ(kv, (Doubles{0, 0, 0, 5, 5, 5}));
@@ -160,10 +151,8 @@ TEST(NurbsZelObj, ControlPointsAtTimeBlendEveryValueWeightsIncluded) {
         b.addSampled<float>(s, surface, "POSI", values(6, float(s * s * s), false), 3);
     }
     LoadedCache lc(b);
-    ASSERT_TRUE(lc.loaded);
     const HelperPtr<NurbsCurveZelObj> c = lc.get<NurbsCurveZelObj>(curve);
     const HelperPtr<NurbsSurfaceZelObj> s = lc.get<NurbsSurfaceZelObj>(surface);
-    ASSERT_TRUE(c && s);
 
     ZelInterpolationHints hints;
     State state = kStatic;
@@ -185,8 +174,7 @@ TEST(NurbsZelObj, ControlPointsAtTimeBlendEveryValueWeightsIncluded) {
     const float t = (1.1f - 1.0f) / (2.0f - 1.0f);
     bool differs = false;
     for (int p = 0; p < 9; ++p) {
-        const float p0 = float(p) + 1;
-        const float p1 = float(p) + 8;
+        const float p0 = float(p) + 1, p1 = float(p) + 8;
         EXPECT_EQ(d[p + p / 3], double(1.0f - t) * p0 + double(t) * p1) << p;
         differs = differs || d[p + p / 3] != double((1.0f - t) * p0 + t * p1);
     }
@@ -220,12 +208,10 @@ TEST(NurbsSurfaceZelObj, ControlPointsInEitherOrderWithPeriodicWrap) {
         addNurbs(b, {3, 1}, {"kPeriodic", "kOpen"}, {0, 1, 2, 3, 4, 5}, {0, 1, 2});
     b.addStatic<float>(shortPeriod, "POSI", grid(1, 3), 3);
     LoadedCache lc(b);
-    ASSERT_TRUE(lc.loaded);
     // Object, control points in u and v, distinct stored points in u and v.
     const int shapes[][5] = {{open, 4, 5, 4, 5}, {periodic, 5, 3, 3, 2}};
     for (const auto& sh : shapes) {
         const HelperPtr<NurbsSurfaceZelObj> s = lc.get<NurbsSurfaceZelObj>(sh[0]);
-        ASSERT_NE(s, nullptr);
         Floats vFastest;
         Doubles uFastest;
         State state = kAnimated;
@@ -275,9 +261,7 @@ TEST(NurbsSurfaceZelObj, PerControlPointAttributesAndRestPose) {
     b.addSampled<int>(1, anim, "DEGR", {1, 1});
     b.addStaticAttr<double>(anim, "vorn_Pref", pairs, 2);
     LoadedCache lc(b);
-    ASSERT_TRUE(lc.loaded);
     HelperPtr<NurbsSurfaceZelObj> obj = lc.get<NurbsSurfaceZelObj>(s);
-    ASSERT_NE(obj, nullptr);
 
     // u fastest takes stored elements 0, 3, 1, 4, 2, 5; the companion type fills in.
     const Floats pairsUFastest{0, 0, 3, 30, 1, 10, 4, 40, 2, 20, 5, 50};
@@ -303,8 +287,7 @@ TEST(NurbsSurfaceZelObj, PerControlPointAttributesAndRestPose) {
     testing::internal::CaptureStderr();
     EXPECT_FALSE(obj->getAttr(1, late, f, dim));
     EXPECT_FALSE(obj->getAttr(1, late, sv));
-    const std::string missing = "ATRS GROUP chunk missing for object at 0\n";
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), missing + missing + missing);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), kMissingAtrs + kMissingAtrs + kMissingAtrs);
 
     // The rest pose keeps its own 3 components, no weight, reordered like an attribute.
     ASSERT_TRUE(obj->getPrefControlPoints(d, true));

@@ -14,8 +14,6 @@ using namespace ZelTest;
 
 namespace {
 
-const std::string kMissing = "ATRS GROUP chunk missing for object at 0\n";
-
 // Opens the protected services to the tests.
 class Probe : public ZelHelperObj {
   public:
@@ -35,10 +33,9 @@ int addPowers(CacheBuilder& b, int n) {
     return o;
 }
 
-// Object 0, "|root|grp|shape", has animated attributes "d" (double pairs (0.5 + s, 1.5),
-// dimension 2) and "big" (int64), static ones "names" (strings) and "ints" (4, 5, 6, dimension
-// 3), and chunks "BOTH" (definition and sample 0), "ANIM" (int32) and a group "GRUP" holding
-// "DEEP" in sample 0. Object 1, "plain", has nothing; object 2 is named "grp|".
+// "|root|grp|shape": animated "d" ((0.5 + s, 1.5), dimension 2) and "big", static "names" and
+// "ints" (dimension 3); "BOTH" in the definition and sample 0, "ANIM" and "GRUP" holding "DEEP" in
+// sample 0. "plain" has nothing; "grp|" ends in a bar.
 enum { kShape, kPlain, kSlash, kD = 0, kBig = 1, kNames = 2, kInts = 3 };
 std::unique_ptr<LoadedCache> loadObjects() {
     CacheBuilder b(2, 0, 1);
@@ -66,18 +63,14 @@ std::unique_ptr<LoadedCache> loadObjects() {
 
 TEST(ZelHelperObj, NamesAttributesAndChunkLookup) {
     const auto c = loadObjects();
-    ASSERT_TRUE(c->loaded);
     Probe p(*c, kShape);
     const Probe plain(*c, kPlain);
     const Probe outside(*c, 9);
-    EXPECT_EQ(p.getLeafName(), "shape");
-    EXPECT_EQ(plain.getLeafName(), "plain");
-    EXPECT_EQ(Probe(*c, kSlash).getLeafName(), "");
-    EXPECT_EQ(outside.getName(), "");
+    EXPECT_EQ(p.getLeafName() + "," + plain.getLeafName(), "shape,plain");
+    EXPECT_EQ(Probe(*c, kSlash).getLeafName() + outside.getName(), "");
     // Animated attributes come first; an index past the list meets the definition's check.
     EXPECT_EQ(p.getNumAttrs(), 4);
     EXPECT_EQ(p.findAttr("ints"), kInts);
-    EXPECT_EQ(p.findAttr("missing"), -1);
     EXPECT_EQ(p.getAttrName(kNames) + ":" + p.getAttrType(kNames), "names:t");
     EXPECT_EQ(p.isAttrAnimated(kBig), kAnimated);
     EXPECT_EQ(p.isAttrAnimated(kNames), kStatic);
@@ -108,13 +101,10 @@ TEST(ZelHelperObj, NamesAttributesAndChunkLookup) {
     EXPECT_EQ(p.getObjectType(makeTag("NONE")), "undef");
     EXPECT_EQ(p.isAnimated(makeTag("ANIM")), kAnimated);
     EXPECT_TRUE(p.objectHas(makeTag("ANIM")));
-    EXPECT_TRUE(ZelHelperObj::isAnimated(static_cast<State>(2)));
-    EXPECT_FALSE(ZelHelperObj::isAnimated(kStatic));
 }
 
 TEST(ZelHelperObj, AttributeValuesByPointerAndCopy) {
     const auto c = loadObjects();
-    ASSERT_TRUE(c->loaded);
     Probe p(*c, kShape);
     const Doubles* dp = nullptr;
     int dim = 0;
@@ -146,7 +136,7 @@ TEST(ZelHelperObj, AttributeValuesByPointerAndCopy) {
     testing::internal::CaptureStderr();
     EXPECT_EQ(p.getAttrDataType(5, kD), "undef");
     EXPECT_FALSE(p.getAttr(5, kD, doubles, dim));
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), kMissing + kMissing);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), kMissingAtrs + kMissingAtrs);
 }
 
 TEST(ZelHelperObj, DimensionCodesAndExactLeafTypes) {
@@ -189,7 +179,6 @@ TEST(ZelHelperObj, SampleChoiceAndAttributeBlends) {
     b.addAnimatedValue<float>(1, mixed, {3, 4});
     b.addAnimatedValue<double>(1, shorter, {3});  // refused rather than read past its end
     LoadedCache c(b);
-    ASSERT_TRUE(c.loaded);
     const Probe p(c, 0);
     const struct {
         int order;
@@ -237,19 +226,17 @@ TEST(ZelHelperObj, SampleChoiceAndAttributeBlends) {
         {4, 6.5f, {5, 25, 125}},
         {3, 11.0004f, {10, 100, 1000}},  // on a sample: that sample, whatever the order
     };
+    ZelInterpolationHints hints;
+    Doubles v;
+    int dim = -1;
     for (const auto& r : blends) {
-        ZelInterpolationHints hints;
         hints.order = r.order;
-        Doubles v;
-        int dim = -1;
         ASSERT_TRUE(p.getAttrAtTime(r.time, 0, hints, v, dim)) << r.order;
         EXPECT_EQ(v, r.expected) << r.order;
         EXPECT_EQ(dim, 3);
     }
     // The arithmetic is double, from the single-precision t widened: not float sums widened.
-    ZelInterpolationHints hints;
-    Doubles v;
-    int dim = 0;
+    hints.order = 1;
     ASSERT_TRUE(p.getAttrAtTime(6.1f, 0, hints, v, dim));
     const double t = (6.1f - 6.0f) / (7.0f - 6.0f);
     EXPECT_EQ(v, (Doubles{(1 - t) * 5 + t * 6, (1 - t) * 25 + t * 36, (1 - t) * 125 + t * 216}));
@@ -265,7 +252,7 @@ TEST(ZelHelperObj, SampleChoiceAndAttributeBlends) {
     hints.order = 1;
     testing::internal::CaptureStderr();
     EXPECT_FALSE(p.getAttrAtTime(0.5f, 0, hints, v, dim));
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), kMissing);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), kMissingAtrs);
     EXPECT_EQ(dim, 0);
     for (int o : {mixed, shorter}) {
         v = {7};
@@ -283,7 +270,6 @@ TEST(ZelHelperObj, NonUniformRunsAndTimeFractions) {
     CacheBuilder u(2, 10, 2);  // times 10 and 10.5
     u.addObject("obj");
     LoadedCache uc(u);
-    ASSERT_TRUE(c.loaded && uc.loaded);
     // At time 2 the run is samples 2 and 3 (times 3 and 4), so t = (2 - 3) / (4 - 3) = -1: the
     // line through samples 2 and 3, one step before 2.
     const Probe p(c, 0);
@@ -317,7 +303,6 @@ TEST(ZelHelperObj, BoundsFromStoredBoxesOrPositions) {
     const int few = b.addObject("few");  // fewer than three values: true, box unwritten
     b.addStatic<float>(few, "POSI", {1, 2});
     LoadedCache c(b);
-    ASSERT_TRUE(c.loaded);
     // Both forms, the state first set to the opposite of the expected one.
     auto expect = [&c](int o, int sample, bool pointOrder, bool ok, const Floats& box, State st) {
         SCOPED_TRACE(testing::Message() << "object " << o << " pointOrder " << pointOrder);

@@ -4,8 +4,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <dirent.h>
+#include <algorithm>
 #include <cstdio>
+#include <filesystem>
 
 #include "Zel.h"
 #include "ZelFormat.h"
@@ -16,6 +17,8 @@
 using namespace Zel;
 using ZelTest::readFileBytes;
 using ZelTest::TempDir;
+using Ints = std::vector<int>;
+using Strings = std::vector<std::string>;
 
 namespace {
 
@@ -40,64 +43,38 @@ std::vector<double> matrix(float t) {
     return {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, double(t), 2 * double(t), 0, 1};
 }
 
-ZelAttrDesc attr(const char* name, ZelElementType type, ZelDimension dim, const char* typeName) {
-    ZelAttrDesc d;
-    d.name = name;
-    d.type = type;
-    d.dimension = dim;
-    d.typeName = typeName;
-    return d;
+using Type = ZelElementType;
+using Dim = ZelDimension;
+
+ZelAttrDesc attr(const char* name, Type type, Dim dim, const char* typeName) {
+    return {name, type, dim, ZelCompound::kNone, typeName};
 }
 
 // Declares the scene; false when a call fails.
 bool declare(ZelWriter& w) {
-    bool ok = true;
-    ZelMeshDesc mesh;
-    mesh.faceCounts = kFaceCounts;
-    mesh.faceIndices = kFaceIndices;
-    mesh.normals = true;
-    ok = ok && w.addMesh(kNames[kMesh], mesh).ok();
-    ok = ok && w.addStaticAttribute(
-                    kMesh, attr("rmanP__Pref", ZelElementType::kFloat, ZelDimension::k3d, "point"),
-                    points(6, 0))
-                   .ok();
-    ZelCurveDesc curve;
-    curve.form = ZelNurbsForm::kPeriodic;
-    curve.knots = kCurveKnots;
-    curve.pointCount = 4;
-    ok = ok && w.addNurbsCurve(kNames[kCurve], curve).ok();
-    ZelSurfaceDesc surface;
-    surface.degreeU = surface.degreeV = 1;
-    surface.knotsU = surface.knotsV = kSurfaceKnots;
-    surface.pointCountU = surface.pointCountV = 2;
-    ok = ok && w.addNurbsSurface(kNames[kSurface], surface).ok();
-    ZelTransformDesc xform;
-    xform.inheritsTransform = false;
-    ok = ok && w.addTransform(kNames[kTransform], xform).ok();
-    ok = ok && w.addAnimatedAttribute(
-                    kTransform, attr("ty", ZelElementType::kFloat, ZelDimension::kScalar, "float"))
-                   .ok();
-    ok = ok && w.addLocator(kNames[kLocator]).ok();
-    ok = ok && w.setStaticBounds(kLocator, kBox).ok();
-    ok = ok && w.addAnimatedAttribute(kLocator, attr("weight", ZelElementType::kDouble,
-                                                     ZelDimension::kScalar, "double"))
-                   .ok();
-    ok = ok && w.addCoordSystem(kNames[kCoords]).ok();
-    ok = ok &&
-         w.addStaticAttribute(
-              kCoords, attr("displayShape", ZelElementType::kInt32, ZelDimension::kNone, "int"),
-              std::vector<int>{3})
-             .ok();
-    ok = ok &&
-         w.addStaticAttribute(
-              kCoords, attr("parentRig", ZelElementType::kString, ZelDimension::kNone, "string"),
-              std::vector<std::string>{"|xform"})
-             .ok();
-    return ok;
-}
-
-void declareScene(ZelWriter& w) {
-    ASSERT_TRUE(declare(w));
+    const ZelMeshDesc mesh{kFaceCounts, kFaceIndices, 0, false, /*normals=*/true};
+    const ZelCurveDesc curve{3, ZelNurbsForm::kPeriodic, kCurveKnots, 4};
+    const ZelSurfaceDesc surface{
+        1, 1, ZelNurbsForm::kOpen, ZelNurbsForm::kOpen, kSurfaceKnots, kSurfaceKnots, 2, 2};
+    const ZelStatus steps[] = {
+        w.addMesh(kNames[kMesh], mesh),
+        w.addStaticAttribute(kMesh, attr("rmanP__Pref", Type::kFloat, Dim::k3d, "point"),
+                             points(6, 0)),
+        w.addNurbsCurve(kNames[kCurve], curve),
+        w.addNurbsSurface(kNames[kSurface], surface),
+        w.addTransform(kNames[kTransform], ZelTransformDesc{/*inheritsTransform=*/false}),
+        w.addAnimatedAttribute(kTransform, attr("ty", Type::kFloat, Dim::kScalar, "float")),
+        w.addLocator(kNames[kLocator]),
+        w.setStaticBounds(kLocator, kBox),
+        w.addAnimatedAttribute(kLocator, attr("weight", Type::kDouble, Dim::kScalar, "double")),
+        w.addCoordSystem(kNames[kCoords]),
+        w.addStaticAttribute(kCoords, attr("displayShape", Type::kInt32, Dim::kNone, "int"),
+                             Ints{3}),
+        w.addStaticAttribute(kCoords, attr("parentRig", Type::kString, Dim::kNone, "string"),
+                             Strings{"|xform"}),
+    };
+    return std::all_of(std::begin(steps), std::end(steps),
+                       [](const ZelStatus& s) { return s.ok(); });
 }
 
 // Writes the scene's frame at `t`.
@@ -112,10 +89,6 @@ bool frame(ZelWriter& w, float t) {
            w.endFrame().ok();
 }
 
-void writeFrame(ZelWriter& w, float t) {
-    ASSERT_TRUE(frame(w, t));
-}
-
 ZelWriterOptions sceneOptions() {
     ZelWriterOptions o;
     o.application = "writer test";
@@ -123,17 +96,15 @@ ZelWriterOptions sceneOptions() {
     return o;
 }
 
-// Writes the scene at `times` through ZelWriter.
-void writeScene(const std::string& path, ZelWriterOptions options,
+// Writes the scene at `times` through ZelWriter; false when a step fails.
+bool writeScene(const std::string& path, const ZelWriterOptions& options,
                 const std::vector<float>& times) {
     ZelWriter w;
-    ASSERT_TRUE(w.create(path, options).ok());
-    declareScene(w);
-    for (float t : times) {
-        writeFrame(w, t);
+    bool ok = w.create(path, options).ok() && declare(w);
+    for (size_t i = 0; ok && i < times.size(); ++i) {
+        ok = frame(w, times[i]);
     }
-    const ZelStatus s = w.close();
-    ASSERT_TRUE(s.ok()) << s.message();
+    return ok && w.close().ok();
 }
 
 template <class T>
@@ -167,28 +138,27 @@ void buildScene(ZelRwMemCache& cache, const std::vector<float>& times) {
     }
     ZelMETAChunk& meta = cache.getMETAChunk();
     ZelDOBJChunk* mesh = meta.getDOBJ(kMesh);
-    mesh->addChild(group(kTagMESH, {leaf("PCNT", kFaceCounts), leaf("PIDS", kFaceIndices),
-                                    leaf("MSPT", std::vector<int>{1})}));
+    mesh->addChild(group(
+        kTagMESH, {leaf("PCNT", kFaceCounts), leaf("PIDS", kFaceIndices), leaf("MSPT", Ints{1})}));
     addStatic(mesh, "rmanP__Pref", "point", 3, points(6, 0));
-    meta.getDOBJ(kCurve)->addChild(
-        group(kTagNRBC,
-              {leaf("DEGR", std::vector<int>{3}),
-               leaf("FORM", std::vector<std::string>{"kPeriodic"}), leaf("KNTU", kCurveKnots)}));
+    meta.getDOBJ(kCurve)->addChild(group(
+        kTagNRBC,
+        {leaf("DEGR", Ints{3}), leaf("FORM", Strings{"kPeriodic"}), leaf("KNTU", kCurveKnots)}));
     meta.getDOBJ(kSurface)->addChild(
-        group(kTagNRBS, {leaf("DEGR", std::vector<int>{1, 1}),
-                         leaf("FORM", std::vector<std::string>{"kOpen", "kOpen"}),
+        group(kTagNRBS, {leaf("DEGR", Ints{1, 1}), leaf("FORM", Strings{"kOpen", "kOpen"}),
                          leaf("KNTU", kSurfaceKnots), leaf("KNTV", kSurfaceKnots)}));
     ZelDOBJChunk* xform = meta.getDOBJ(kTransform);
-    xform->addChild(leaf("XFRM", std::vector<int>{1}));
-    xform->addChild(leaf("INHT", std::vector<int>{0}));
+    xform->addChild(leaf("XFRM", Ints{1}));
+    xform->addChild(leaf("INHT", Ints{0}));
     xform->addAttr(true, "ty", "float", kTypeFloat, 0, 1);
-    meta.getDOBJ(kLocator)->addChild(leaf("ELOC", std::vector<int>{1}));
-    meta.getDOBJ(kLocator)->addChild(leaf("BBOX", kBox));
-    meta.getDOBJ(kLocator)->addAttr(true, "weight", "double", kTypeDouble, 0, 1);
+    ZelDOBJChunk* loc = meta.getDOBJ(kLocator);
+    loc->addChild(leaf("ELOC", Ints{1}));
+    loc->addChild(leaf("BBOX", kBox));
+    loc->addAttr(true, "weight", "double", kTypeDouble, 0, 1);
     ZelDOBJChunk* coords = meta.getDOBJ(kCoords);
-    coords->addChild(leaf("LXCS", std::vector<int>{1}));
-    addStatic(coords, "displayShape", "int", 0, std::vector<int>{3});
-    addStatic(coords, "parentRig", "string", 0, std::vector<std::string>{"|xform"});
+    coords->addChild(leaf("LXCS", Ints{1}));
+    addStatic(coords, "displayShape", "int", 0, Ints{3});
+    addStatic(coords, "parentRig", "string", 0, Strings{"|xform"});
     for (float t : times) {
         cache.allocSample(t, kMesh)->addChild(leaf("POSI", points(6, t), 1, 3));
         cache.allocSample(t, kMesh)->addChild(leaf("VPNO", points(6, t, -1), 3, 3));
@@ -203,18 +173,47 @@ void buildScene(ZelRwMemCache& cache, const std::vector<float>& times) {
     }
 }
 
-int64 dateOf(const std::string& path) {
-    ZelCache cache;
-    EXPECT_TRUE(cache.load(path.c_str()));
-    return cache.getDateStamp();
-}
-
 std::vector<float> frames(float first, int count, float step = 1) {
     std::vector<float> t;
     for (int i = 0; i < count; ++i) {
         t.push_back(first + step * float(i));
     }
     return t;
+}
+
+// The positions of `object` at `sample`; none when it has no float positions there.
+std::vector<float> positionsAt(ZelRoMemCache& cache, int sample, int object) {
+    bool animated = false;
+    const auto* posi = dynamic_cast<const ZelLeafChunk<float>*>(
+        cache.getObjectData(sample, object, kTagPOSI, &animated));
+    return posi != nullptr ? posi->values() : std::vector<float>{};
+}
+
+std::vector<std::string> entries(const std::string& dir) {
+    std::vector<std::string> names;
+    for (const auto& e : std::filesystem::directory_iterator(dir)) {
+        names.push_back(e.path().filename().string());
+    }
+    return names;
+}
+
+// Runs `work` in a child process whose files may not grow past `limit` bytes (writes past it
+// fail); the child's exit status.
+template <class Work>
+int runLimited(rlim_t limit, Work work) {
+    return ZelTest::inChild([&] { return ZelTest::limitFileSize(limit, false) && work() ? 0 : 1; });
+}
+
+bool appendFrames(const std::string& path, int count, bool close) {
+    ZelWriter w;
+    bool ok = w.append(path).ok();
+    for (int i = 0; ok && i < count; ++i) {
+        ok = frame(w, w.nextTime());
+    }
+    if (ok && !close) {
+        raise(SIGKILL);  // dies with every frame on disk and nothing committed
+    }
+    return ok && w.close().ok();
 }
 
 }  // namespace
@@ -228,9 +227,11 @@ TEST(ZelWriter, DeclaredFramesGiveExactlyTheBytesOfSaveAs) {
         buildScene(cache, times);
         ASSERT_TRUE(cache.saveAs(dir.file("saved.zel").c_str()));
         ZelWriterOptions options = sceneOptions();
-        options.dateStamp = dateOf(dir.file("saved.zel"));
+        ZelCache saved;
+        ASSERT_TRUE(saved.load(dir.file("saved.zel").c_str()));
+        options.dateStamp = saved.getDateStamp();
         options.times = times;
-        writeScene(dir.file("written.zel"), options, times);
+        ASSERT_TRUE(writeScene(dir.file("written.zel"), options, times));
         EXPECT_EQ(readFileBytes(dir.file("saved.zel")), readFileBytes(dir.file("written.zel")))
             << times.size() << " frames from " << times[0];
     }
@@ -244,23 +245,14 @@ TEST(ZelWriter, FramesPastTheDeclaredCountContinueInFurtherSectionsThatEveryRead
     nonUniform.rate = 0;
     nonUniform.frameCount = 3;  // 3 and the reserve of 100, then a new section
     for (const ZelWriterOptions& options : {uniform, nonUniform}) {
-        writeScene(path, options, frames(1, 250, 0.5f));
+        ASSERT_TRUE(writeScene(path, options, frames(1, 250, 0.5f)));
         ZelRoMemCache cache;
         ASSERT_TRUE(cache.load(path.c_str(), true, 2));
         EXPECT_EQ(cache.getNumSamples(), 250);
         EXPECT_EQ(cache.getLastTime(), 125.5f);
         EXPECT_EQ(cache.isNonUniform(), options.rate == 0);
-        ZelHelperObjFactory factory(&cache);
         for (int s : {0, 100, 101, 102, 103, 249}) {
-            std::unique_ptr<ZelHelperObj, void (*)(ZelHelperObj*)> obj(
-                factory.zelObjBuilder(kMesh), [](ZelHelperObj* o) { o->destroy(); });
-            auto* mesh = dynamic_cast<MeshZelObj*>(obj.get());
-            ASSERT_NE(mesh, nullptr);
-            std::vector<float> p;
-            ZelHelperObj::AnimationState state;
-            int dimension = 0;
-            ASSERT_TRUE(mesh->getPosition(s, p, state, dimension));
-            EXPECT_EQ(p, points(6, 1 + 0.5f * float(s))) << "sample " << s;
+            EXPECT_EQ(positionsAt(cache, s, kMesh), points(6, 1 + 0.5f * float(s))) << s;
         }
         EXPECT_EQ(zel2txt(path.c_str()), 0);
     }
@@ -272,7 +264,7 @@ TEST(ZelWriter, AppendAddsFramesInPlaceWithoutRewritingEarlierBytes) {
     ZelWriterOptions options = sceneOptions();
     options.frameCount = 10;
     options.reservedSamples = 3;  // room for three appended frames, then a new section
-    writeScene(path, options, frames(1, 10));
+    ASSERT_TRUE(writeScene(path, options, frames(1, 10)));
     for (int more = 0; more < 5; ++more) {
         const std::vector<unsigned char> before = readFileBytes(path);
         ZelWriter w;
@@ -281,8 +273,7 @@ TEST(ZelWriter, AppendAddsFramesInPlaceWithoutRewritingEarlierBytes) {
         EXPECT_EQ(w.numObjects(), kObjects);
         EXPECT_EQ(w.nextTime(), 11.0f + float(more));
         EXPECT_EQ(w.findAnimatedAttribute(kLocator, "weight"), 0);
-        writeFrame(w, w.nextTime());
-        ASSERT_TRUE(w.close().ok());
+        ASSERT_TRUE(frame(w, w.nextTime()) && w.close().ok());
         const std::vector<unsigned char> after = readFileBytes(path);
         // The first sample onwards is untouched: only metadata and tables change before it.
         ZelFile f(path.c_str(), "r");
@@ -296,39 +287,13 @@ TEST(ZelWriter, AppendAddsFramesInPlaceWithoutRewritingEarlierBytes) {
     ZelRoMemCache cache;
     ASSERT_TRUE(cache.load(path.c_str()));
     ASSERT_EQ(cache.getNumSamples(), 15);
-    bool animated = false;
-    const auto* posi = dynamic_cast<const ZelLeafChunk<float>*>(
-        cache.getObjectData(14, kCurve, kTagPOSI, &animated));
-    ASSERT_NE(posi, nullptr);
-    EXPECT_EQ(posi->values(), points(4, 15, 2));
+    EXPECT_EQ(positionsAt(cache, 14, kCurve), points(4, 15, 2));
 }
-
-namespace {
-
-std::string messageOf(const ZelStatus& s) {
-    return s.message();
-}
-
-std::vector<std::string> entries(const std::string& dir) {
-    std::vector<std::string> names;
-    if (DIR* d = opendir(dir.c_str())) {
-        while (dirent* e = readdir(d)) {
-            if (e->d_name[0] != '.' ||
-                (std::string(e->d_name) != "." && std::string(e->d_name) != "..")) {
-                names.push_back(e->d_name);
-            }
-        }
-        closedir(d);
-    }
-    return names;
-}
-
-}  // namespace
 
 TEST(ZelWriter, MisuseFailsWithTheFileAndReasonAndLeavesTheTargetAsItWas) {
     TempDir dir;
     const std::string path = dir.file("kept.zel");
-    writeScene(path, sceneOptions(), frames(1, 3));
+    ASSERT_TRUE(writeScene(path, sceneOptions(), frames(1, 3)));
     const std::vector<unsigned char> original = readFileBytes(path);
     {
         ZelWriter w;
@@ -336,31 +301,29 @@ TEST(ZelWriter, MisuseFailsWithTheFileAndReasonAndLeavesTheTargetAsItWas) {
         nonUniform.rate = 0;
         ASSERT_TRUE(w.create(path, nonUniform).ok());
         EXPECT_EQ(w.beginFrame(1).code(), ZelStatusCode::kInvalidArgument);  // no objects yet
-        declareScene(w);
-        const std::vector<int> triangle{3}, twoCorners{0, 1};
-        ZelMeshDesc bad;
-        bad.faceCounts = triangle;
-        bad.faceIndices = twoCorners;
+        ASSERT_TRUE(declare(w));
+        const Ints triangle{3}, twoCorners{0, 1};
+        const ZelMeshDesc bad{triangle, twoCorners};
         EXPECT_EQ(
-            messageOf(w.addMesh("|bad", bad)),
+            w.addMesh("|bad", bad).message(),
             path + ": mesh '|bad': the face counts add up to 3 vertices but 2 indices are given");
         EXPECT_EQ(w.addLocator("|mesh").code(), ZelStatusCode::kInvalidArgument);
-        writeFrame(w, 5);
+        ASSERT_TRUE(frame(w, 5));
         EXPECT_EQ(w.addLocator("|late").code(), ZelStatusCode::kInvalidArgument);
-        EXPECT_EQ(messageOf(w.beginFrame(5)),
+        EXPECT_EQ(w.beginFrame(5).message(),
                   path + ": frame time 5 is not after the previous frame's 5");
         ASSERT_TRUE(w.beginFrame(6).ok());
-        EXPECT_EQ(messageOf(w.setPositions(kMesh, points(5, 6))),
+        EXPECT_EQ(w.setPositions(kMesh, points(5, 6)).message(),
                   path + ": '|mesh' has 6 points; this frame gives 5");
-        EXPECT_EQ(messageOf(w.setPositions(99, points(6, 6))),
+        EXPECT_EQ(w.setPositions(99, points(6, 6)).message(),
                   path + ": no object 99 (the cache has 6)");
-        EXPECT_EQ(messageOf(w.setMatrix(kMesh, matrix(6))),
+        EXPECT_EQ(w.setMatrix(kMesh, matrix(6)).message(),
                   path + ": '|mesh' (mesh) stores no matrix per frame");
         EXPECT_EQ(w.endFrame().code(), ZelStatusCode::kInvalidArgument);  // nothing set yet
         // Destroyed without close(): the target keeps its bytes and nothing else is left.
     }
     EXPECT_EQ(readFileBytes(path), original);
-    EXPECT_EQ(entries(dir.path()), std::vector<std::string>{"kept.zel"});
+    EXPECT_EQ(entries(dir.path()), Strings{"kept.zel"});
 
     ZelWriter w;
     if (geteuid() != 0) {  // permissions do not stop the superuser
@@ -381,39 +344,12 @@ TEST(ZelWriter, MisuseFailsWithTheFileAndReasonAndLeavesTheTargetAsItWas) {
     EXPECT_EQ(w.addLocator("|x").code(), ZelStatusCode::kInvalidArgument);
 }
 
-namespace {
-
-// Runs `work` in a child process whose files may not grow past `limit` bytes (writes past it
-// fail); the child's exit status.
-template <class Work>
-int runLimited(rlim_t limit, Work work) {
-    return ZelTest::inChild([&] { return ZelTest::limitFileSize(limit, false) && work() ? 0 : 1; });
-}
-
-bool appendFrames(const std::string& path, int count, bool close) {
-    ZelWriter w;
-    if (!w.append(path).ok()) {
-        return false;
-    }
-    for (int i = 0; i < count; ++i) {
-        if (!frame(w, w.nextTime())) {
-            return false;
-        }
-    }
-    if (!close) {
-        raise(SIGKILL);  // dies with every frame on disk and nothing committed
-    }
-    return w.close().ok();
-}
-
-}  // namespace
-
 TEST(ZelWriter, AWriteCutShortNeverLosesWhatTheFileHeld) {
     TempDir dir;
     const std::string path = dir.file("safe.zel");
     ZelWriterOptions options = sceneOptions();
     options.reservedSamples = 4;
-    writeScene(path, options, frames(1, 6));
+    ASSERT_TRUE(writeScene(path, options, frames(1, 6)));
     const std::vector<unsigned char> original = readFileBytes(path);
     const auto size = rlim_t(original.size());
     // The size an append of 8 frames (the reserve, then a new section) reaches.
@@ -436,17 +372,9 @@ TEST(ZelWriter, AWriteCutShortNeverLosesWhatTheFileHeld) {
     EXPECT_EQ(cache.getNumSamples(), 6);
     // A new file cut short never replaces the old one.
     for (rlim_t limit = 0; limit < size + 1000; limit += 997) {
-        EXPECT_EQ(runLimited(limit,
-                             [&] {
-                                 ZelWriter w;
-                                 bool ok = w.create(path, sceneOptions()).ok() && declare(w);
-                                 for (float t : frames(1, 20)) {
-                                     ok = ok && frame(w, t);
-                                 }
-                                 return ok && w.close().ok();
-                             }),
-                  1);
+        EXPECT_EQ(
+            runLimited(limit, [&] { return writeScene(path, sceneOptions(), frames(1, 20)); }), 1);
         EXPECT_EQ(readFileBytes(path), killed);
     }
-    EXPECT_EQ(entries(dir.path()), std::vector<std::string>{"safe.zel"});
+    EXPECT_EQ(entries(dir.path()), Strings{"safe.zel"});
 }

@@ -1,20 +1,21 @@
 #include "support/HelperFixture.h"
 
+#include <stdexcept>
+
 #include "support/CacheFile.h"
 
 namespace ZelTest {
 
 using namespace Zel;
 
-CacheBuilder::CacheBuilder(int numSamples, float firstTime, float rate)
-    : groups_(static_cast<size_t>(numSamples)) {
+CacheBuilder::CacheBuilder(int numSamples, float firstTime, float rate) {
     meta_.numSamples = numSamples;
     meta_.firstTime = firstTime;
     meta_.lastTime = firstTime + static_cast<float>(numSamples - 1) / rate;
     meta_.rate = rate;
 }
 
-CacheBuilder::CacheBuilder(const std::vector<float>& times) : times_(times), groups_(times.size()) {
+CacheBuilder::CacheBuilder(const std::vector<float>& times) : times_(times) {
     meta_.numSamples = static_cast<int64>(times.size());
     meta_.firstTime = times.front();
     meta_.lastTime = times.back();
@@ -27,15 +28,10 @@ int CacheBuilder::addObject(const std::string& name) {
 }
 
 ZelGroupChunk& CacheBuilder::sampleGroup(int sample, int object) {
-    auto& row = groups_.at(static_cast<size_t>(sample));
-    if (row.size() <= static_cast<size_t>(object)) {
-        row.resize(static_cast<size_t>(object) + 1);
+    if (sample < 0 || sample >= meta_.numSamples) {
+        throw std::out_of_range("no sample " + std::to_string(sample));
     }
-    auto& g = row[static_cast<size_t>(object)];
-    if (!g) {
-        g = std::make_unique<ZelGroupChunk>(makeTag("SOBJ"));
-    }
-    return *g;
+    return groups_.try_emplace({sample, object}, makeTag("SOBJ")).first->second;
 }
 
 int CacheBuilder::addAnimatedAttr(int object, const std::string& name) {
@@ -57,12 +53,9 @@ ZelGroupChunk& CacheBuilder::attrGroup(int sample, int object) {
 
 bool CacheBuilder::writeAndLoad(const std::string& path, ZelRoMemCache& cache) {
     const auto fill = [this](int s, int o, ZelGroupChunk& sobj) {
-        const auto& row = groups_[static_cast<size_t>(s)];
-        if (static_cast<size_t>(o) < row.size() && row[static_cast<size_t>(o)]) {
-            const ZelGroupChunk& g = *row[static_cast<size_t>(o)];
-            for (uint64 i = 0; i < g.numChildren(); ++i) {
-                sobj.addChild(ZelChunk::copy(g.getChild(i)));
-            }
+        const auto g = groups_.find({s, o});
+        for (uint64 i = 0; g != groups_.end() && i < g->second.numChildren(); ++i) {
+            sobj.addChild(ZelChunk::copy(g->second.getChild(i)));
         }
     };
     return writeCacheFile(path, meta_, fill, times_) && cache.load(path.c_str());

@@ -4,8 +4,12 @@
 #ifndef ZEL_TEST_HELPER_FIXTURE_H
 #define ZEL_TEST_HELPER_FIXTURE_H
 
+#include <map>
 #include <memory>
+#include <stdexcept>
 #include <string>
+#include <typeinfo>
+#include <utility>
 #include <vector>
 
 #include "ZelDefinitionChunks.h"
@@ -23,6 +27,8 @@ using Ints = std::vector<int>;
 using Floats = std::vector<float>;
 using Doubles = std::vector<double>;
 using Strings = std::vector<std::string>;
+// What the cache prints when object 0 has no "ATRS" group in the sample read.
+inline const std::string kMissingAtrs = "ATRS GROUP chunk missing for object at 0\n";
 
 class CacheBuilder {
   public:
@@ -75,8 +81,7 @@ class CacheBuilder {
 
     Zel::ZelMETAChunk meta_;
     std::vector<float> times_;
-    // Indexed by sample, then object.
-    std::vector<std::vector<std::unique_ptr<Zel::ZelGroupChunk>>> groups_;
+    std::map<std::pair<int, int>, Zel::ZelGroupChunk> groups_;  // by sample and object
 };
 
 struct DestroyHelper {
@@ -86,23 +91,26 @@ struct DestroyHelper {
 template <class T>
 using HelperPtr = std::unique_ptr<T, DestroyHelper>;
 
-// The cache that `b` describes, written and loaded; `loaded` tells whether both worked.
+// The cache that `b` describes, written and loaded; throwing (a test failure) when either fails.
 struct LoadedCache {
     TempDir dir;
     Zel::ZelRoMemCache cache;
     Zel::ZelHelperObjFactory factory{&cache};
-    bool loaded;
 
-    explicit LoadedCache(CacheBuilder& b) : loaded(b.writeAndLoad(dir.file("c.zel"), cache)) {}
-    // The factory's object for `object` when it is a T, else null (the object is then freed).
+    explicit LoadedCache(CacheBuilder& b) {
+        if (!b.writeAndLoad(dir.file("c.zel"), cache)) {
+            throw std::runtime_error("the described cache was not written or loaded");
+        }
+    }
+    // The factory's object for `object`; throws when it is not a T.
     template <class T>
     HelperPtr<T> get(int object) const {
-        Zel::ZelHelperObj* obj = factory.zelObjBuilder(object);
-        T* typed = dynamic_cast<T*>(obj);
-        if (typed == nullptr) {
-            obj->destroy();
+        HelperPtr<Zel::ZelHelperObj> obj(factory.zelObjBuilder(object));
+        if (dynamic_cast<T*>(obj.get()) == nullptr) {
+            throw std::runtime_error("object " + std::to_string(object) + " is not a " +
+                                     typeid(T).name());
         }
-        return HelperPtr<T>(typed);
+        return HelperPtr<T>(static_cast<T*>(obj.release()));
     }
 };
 
