@@ -45,8 +45,6 @@ TEST(ZelLeafChunk, EveryElementTypeWritesItsBytesAndRoundTrips) {
     putScalar(expect, "LONG", 5, int64(1) << 40);
     const Bytes bytes = writtenAll(dir, fl, s, empty, c, i, l);
     ASSERT_EQ(bytes, expect);
-    fl.updateLength();
-    EXPECT_EQ(fl.getLength(), 12);
 
     // Read twice into the same new nodes (a read replaces the values), then write them again.
     Reader r(dir, bytes);
@@ -60,7 +58,6 @@ TEST(ZelLeafChunk, EveryElementTypeWritesItsBytesAndRoundTrips) {
             ASSERT_TRUE(r.f.readHeader(r.h) && x->read(r.h, r.f));
         }
     }
-    EXPECT_EQ(r.f.tell(), static_cast<int64>(bytes.size()));
     EXPECT_EQ(writtenAll(dir, *back[0], *back[1], *back[2], *back[3], *back[4], *back[5]), bytes);
 }
 
@@ -97,12 +94,12 @@ TEST(ZelLeafChunk, RefusesBadPayloadsAndPrintsWithTypePrecision) {
               "POSI float (8) point 3d : 0.33333334 2 ");
 }
 
-// The leaf and group tests read every known type through create; here the tag is no class and
-// a type it does not know skips its payload.
-TEST(ZelChunkFactory, CreatesByTypeAloneAndUnknownTypesSkipAndReserve) {
+// The type alone picks the class. A type the library does not know skips its payload when read
+// and, freed, reserves as much; nothing of such a node, a "FREE" one or a char leaf is copied.
+TEST(ZelChunkFactory, CreatesByTypeCopiesDeeplyAndRefusesWhatItCannotCopy) {
+    TempDir dir;
     const std::unique_ptr<ZelChunk> meta(ZelChunk::create(makeTag("META"), kTypeGroup));
     EXPECT_EQ(typeid(*meta), typeid(ZelGroupChunk));
-    TempDir dir;
     std::unique_ptr<ZelChunk> c(ZelChunk::create(makeTag("ODD9"), 9));
     Bytes b;
     putHeader(b, "ODD9", 9, 40);
@@ -115,25 +112,20 @@ TEST(ZelChunkFactory, CreatesByTypeAloneAndUnknownTypesSkipAndReserve) {
         EXPECT_EQ(c->getLength(), 0);  // and the node's header left as it was
     }
     c->setHeader(ZelHeader(makeTag("ODD9"), 9, 40));
-    c->free();  // reserved space of the same length
+    ZelLeafChunk<float> freeLeaf(makeTag("FREE"), {1.0f});
+    ZelLeafChunk<char> chars(makeTag("RAWB"), {'a'});
+    ZelChunk fake(ZelHeader(makeTag("FAKE"), 4, 4));  // claims a leaf type, has no values
+    for (const ZelChunk* x :
+         std::vector<const ZelChunk*>{nullptr, &freeLeaf, &chars, c.get(), &fake}) {
+        EXPECT_EQ(ZelChunk::copy(x), nullptr);
+    }
+    c->free();
     std::fill(b.begin() + 16, b.begin() + 56, 0);
     std::memcpy(b.data(), "FREE", 4);
     EXPECT_EQ(writtenAll(dir, *c, ZelLeafChunk<char>(makeTag("NEXT"))), b);
-}
-
-TEST(ZelChunkFactory, CopyIsDeepAndRefusesFreeCharAndUnknownNodes) {
-    EXPECT_EQ(ZelChunk::copy(nullptr), nullptr);
-    ZelLeafChunk<float> freeLeaf(makeTag("FREE"), {1.0f});
-    ZelLeafChunk<char> chars(makeTag("RAWB"), {'a'});
-    ZelChunk odd(ZelHeader(makeTag("ODD9"), 9, 4));
-    ZelChunk fake(ZelHeader(makeTag("FAKE"), 4, 4));  // claims a leaf type, has no values
-    for (const ZelChunk* c : std::vector<const ZelChunk*>{&freeLeaf, &chars, &odd, &fake}) {
-        EXPECT_EQ(ZelChunk::copy(c), nullptr);
-    }
-    TempDir dir;
     ZelLeafChunk<float> leaf(makeTag("POSI"), 1, 3, {1.0f, 2.0f, 3.0f});
     const Bytes before = writtenAll(dir, leaf);
-    std::unique_ptr<ZelChunk> c(ZelChunk::copy(&leaf));
+    c.reset(ZelChunk::copy(&leaf));
     leaf.values()[0] = 9.0f;
     ASSERT_NE(dynamic_cast<ZelLeafChunk<float>*>(c.get()), nullptr);
     EXPECT_EQ(writtenAll(dir, *c), before);
@@ -163,7 +155,6 @@ TEST(ZelGroupChunk, WritesBackPatchedLengthsAndReadsTreeBack) {
     root.addChild(nest);
     root.addChild(new ZelGroupChunk(makeTag("EMPT")));
     EXPECT_EQ(root.getLength(), 99);  // 16+12 + 16+(16+4 + 16+3) + 16
-    // The leaves' payloads are pinned by the leaf tests; here the headers and their nesting.
     const Bytes bytes = writtenAll(dir, root);
     EXPECT_EQ(layout(walkChunks(dir.file("out.zel"))),
               "ROOT/1@0+99 >POSI/4@16+12 >NEST/1@44+39 >>INTS/3@60+4 >>STRS/2@80+3 >EMPT/1@99+0");

@@ -183,7 +183,6 @@ TEST(ZelDOBJChunk, RoundTripsPrintsAndFailsOnABrokenDefinition) {
               ". . . . ATTR int32 (4) scalar : 7 \n"
               ". . . . ATTR cstr (5) : cube \n");
 
-    // Written NAME, DATR { SATR, ATRS, AATR }, then the generic BBOX.
     obj.addChild(new ZelLeafChunk<float>(makeTag("BBOX"), {0, 0, 0, 1, 1, 1}));
     const Bytes bytes = writtenAll(dir, obj);
     EXPECT_EQ(layout(walkChunks(dir.file("out.zel"))),

@@ -50,16 +50,13 @@ TEST(ZelFormat, DecodesHeadersAndTablesOnlyInsideTheBuffer) {
 struct Section {
     Bytes bytes;
     ZelTest::TempDir tmp;
-    ZelFile f;
     std::vector<TimeEntry> times;
     std::vector<JumpEntry> jumps;
     SectionTables tables;
 
     SectionTablesError read(int64 end = INT64_MAX) {
-        ZelTest::writeFileBytes(tmp.file("s.zel"), bytes);
-        ZelHeader sams;
-        EXPECT_TRUE(f.open(tmp.file("s.zel").c_str(), "r") && f.readHeader(sams));
-        return readSectionTables(f, times, jumps, tables, nullptr, end);
+        ZelTest::Reader r(tmp, bytes);
+        return readSectionTables(r.f, times, jumps, tables, nullptr, end);
     }
 };
 

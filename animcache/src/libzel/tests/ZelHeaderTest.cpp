@@ -29,6 +29,8 @@ TEST(ZelHeader, PrintsOnlyTheCodesThatAreSetAndTheTagBytesRaw) {
                 {ZelHeader(makeTag("ABCD"), kTypeFloat, 1200, 1, 3), "ABCD float (1200) point 3d"},
                 {ZelHeader(makeTag("ABCD"), kTypeFloat, 40, 0, 1), "ABCD float (40) scalar"},
                 {ZelHeader(makeTag("ABCD"), kTypeInt64, 40, 6, 0), "ABCD int64 (40) compound"},
+                {ZelHeader(makeTag("ABCD"), kTypeFloat, 0, 5, 9), "ABCD float (0) color 3x3"},
+                {ZelHeader(makeTag("ABCD"), kTypeInt32, 0, 0, 5), "ABCD int32 (0) "},
                 {ZelHeader(makeTag("A\0CD"), kTypeCstr, 2), std::string("A\0CD cstr (2)", 13)}};
     for (const auto& row : rows) {
         std::ostringstream os;
@@ -39,10 +41,4 @@ TEST(ZelHeader, PrintsOnlyTheCodesThatAreSetAndTheTagBytesRaw) {
     EXPECT_EQ(h.typeStr() + "|" + h.compoundStr() + "|" + h.dimensionStr(), "undef|undef|");
     h.set(0, kTypeDouble, 0, 4, 16);
     EXPECT_EQ(h.typeStr() + "|" + h.compoundStr() + "|" + h.dimensionStr(), "double|transform|4x4");
-    const char* dims[] = {"undef", "scalar", "2d", "3d", "4d", "", "", "", "", "3x3"};
-    for (int d = 0; d < 10; ++d) {
-        EXPECT_STREQ(zelDimensionNames[d], dims[d]) << d;
-    }
-    EXPECT_STREQ(zelCompoundNames[5], "color");
-    EXPECT_STREQ(zelTypeNames[2], "cstr");
 }

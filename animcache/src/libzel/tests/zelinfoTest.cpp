@@ -166,7 +166,7 @@ TEST(Zelinfo, StaticFileAndWideIndices) {
     EXPECT_EQ(r.err, "ATRS GROUP chunk missing for object at 1\n");
 }
 
-TEST(Zelinfo, RatesInTheDefaultFormatWhateverTheCallerSet) {
+TEST(Zelinfo, RatesInTheDefaultFormatWhateverTheCallerSetAndOneErrorLineWhenUnreadable) {
     TempDir dir;
     const std::string path = dir.file("c.zel");
     ZelMETAChunk meta;
@@ -189,16 +189,12 @@ TEST(Zelinfo, RatesInTheDefaultFormatWhateverTheCallerSet) {
     meta.rate = 0;
     ASSERT_TRUE(writeCacheFile(path, meta, nullptr, {0, 1, 5}));
     EXPECT_NE(run(path).out.find("\nsampling rate: nonuniform\n"), std::string::npos);
-}
-
-TEST(Zelinfo, UnreadableFileGivesOneErrorLine) {
-    TempDir dir;
     const std::string absent = dir.file("absent.zel");
-    const Output r = run(absent);
-    EXPECT_EQ(r.result, -1);
-    EXPECT_EQ(r.err, "zelinfo at animcache/src/libzel/src/zelUtils.cpp:139 Error " + absent +
-                         ": could not open file\n");
+    const Output failed = run(absent);
+    EXPECT_EQ(failed.result, -1);
+    EXPECT_EQ(failed.err, "zelinfo at animcache/src/libzel/src/zelUtils.cpp:139 Error " + absent +
+                              ": could not open file\n");
     // Standard output holds only the loader's own report.
-    EXPECT_EQ(r.out.rfind("animcache/src/libzel/src/ZelCache.cpp:", 0), 0u);
-    EXPECT_EQ(r.out.find('\n'), r.out.size() - 1);
+    EXPECT_EQ(failed.out.rfind("animcache/src/libzel/src/ZelCache.cpp:", 0), 0u);
+    EXPECT_EQ(failed.out.find('\n'), failed.out.size() - 1);
 }

@@ -32,19 +32,15 @@ Output captured(Fn fn) {
     return Output{result, out, testing::internal::GetCapturedStderr()};
 }
 
-struct SmallCache {
-    Zel::int64 date = 1700000000;
-    float lastValue = 9.0f;  // last position value of the second sample's second object
-};
-
 // Writes a cache of two objects and two samples (times 1 and 2) to `path`: 803 bytes, the first
 // object of the first sample holding a leaf of every type, a chunk of unknown type and an empty
-// leaf, every other object one position.
-inline bool writeSmallCache(const std::string& path, const SmallCache& c = SmallCache()) {
+// leaf, every other object one position, the very last value being `lastValue`.
+inline bool writeSmallCache(const std::string& path, float lastValue = 9.0f,
+                            Zel::int64 date = 1700000000) {
     using namespace Zel;
     ZelMETAChunk meta;
     meta.application = "app";
-    meta.date = c.date;
+    meta.date = date;
     meta.numSamples = 2;
     meta.firstTime = meta.rate = 1.0f;
     meta.lastTime = 2.0f;
@@ -64,7 +60,7 @@ inline bool writeSmallCache(const std::string& path, const SmallCache& c = Small
             return;
         }
         const float x = static_cast<float>(6 * s + 3 * o - 2);
-        const float last = s + o == 2 ? c.lastValue : x + 2;
+        const float last = s + o == 2 ? lastValue : x + 2;
         g.addChild(new ZelLeafChunk<float>(makeTag("POSI"), 1, 3, {x, x + 1, last}));
     };
     return writeCacheFile(path, meta, fill, {1, 2});
