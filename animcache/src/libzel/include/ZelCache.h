@@ -15,6 +15,8 @@
 
 namespace Zel {
 
+struct ZelSampleClock;
+
 // Opens a cache file, validates the layout of its samples sections against its metadata and
 // answers questions about its objects, attributes and sample times. Samples stay on disk: the
 // jump tables let a read go straight to one object of one sample. Failures are results (false,
@@ -77,6 +79,9 @@ class ZEL_API ZelCache {
     int getMinSampleIndexNotLessThan(float time) const;
     // The time of sample `index`, or NaN when there is none.
     float getSampleTime(int index) const;
+    // The sampling behind the four operations above, for the library's own time queries (the
+    // type is internal to the library).
+    ZelSampleClock sampleClock() const;
 
     // The characters after the last "|" of `name` (the whole name when it holds none).
     static std::string shortName(const std::string& name);

@@ -3,6 +3,7 @@
 #ifndef ZEL_INTERPOLATION_H
 #define ZEL_INTERPOLATION_H
 
+#include <cstddef>
 #include <vector>
 
 #include "ZelTypes.h"
@@ -45,6 +46,12 @@ ZEL_API void blendCubic(float t, const std::vector<Real>& p0, const std::vector<
 template <class Real, class Out, class Weight = Real>
 ZEL_API bool blendSamples(int order, float t, const std::vector<Real>* const* samples,
                           std::vector<Out>& out);
+
+// blendSamples over raw arrays that may lie at any byte offset (a mapped file): samples[i] points
+// at the first byte of array i, which holds at least `n` values of Real; `out` receives n values.
+// Weights in Real. Instantiated for <double, double>, <float, float> and <float, double>.
+template <class Real, class Out>
+ZEL_API bool blendSampleBytes(int order, float t, const void* const* samples, size_t n, Out* out);
 
 }  // namespace Zel
 

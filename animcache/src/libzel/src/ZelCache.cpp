@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "ZelFormat.h"
+#include "ZelSampleClock.h"
 #include "ZelTrace.h"
 
 namespace Zel {
@@ -17,23 +18,6 @@ namespace {
 
 // Load failures name this source by its path in the source tree, whatever the build's path.
 const char* const kSourcePath = "animcache/src/libzel/src/ZelCache.cpp";
-
-// "No time": the quiet NaN with the bit pattern 0x7FC00000.
-float noTime() {
-    const uint32 bits = 0x7FC00000u;
-    float f;
-    std::memcpy(&f, &bits, sizeof(f));
-    return f;
-}
-
-// Truncates toward zero to an int. NaN and values outside the int range have no integer; they
-// give -1, which every caller treats as "no sample", as a negative truncation would.
-int truncateToInt(float x) {
-    if (!(x > -2147483648.0f && x < 2147483648.0f)) {
-        return -1;
-    }
-    return static_cast<int>(x);
-}
 
 // The part of `name` after its last "|".
 std::string_view shortView(const std::string& name) {
@@ -306,98 +290,32 @@ ZelMETAChunk& ZelCache::getMETAChunk() {
 }
 
 // ---- Sample times and indices ----
-// All arithmetic stays in single precision and compares exactly: a time is on a sample or not.
+
+ZelSampleClock ZelCache::sampleClock() const {
+    ZelSampleClock clock;
+    clock.numSamples = getNumSamples();
+    clock.firstTime = meta_.firstTime;
+    clock.lastTime = meta_.lastTime;
+    clock.rate = meta_.rate;
+    clock.times = times_.data();
+    clock.timeCount = times_.size();
+    return clock;
+}
 
 int ZelCache::getSampleIndex(float time) const {
-    const int n = getNumSamples();
-    if (n == 0) {
-        return -1;
-    }
-    const float first = meta_.firstTime;
-    if (first > time || time > meta_.lastTime) {
-        return -1;
-    }
-    if (meta_.rate != 0.0f) {
-        const float p = (time - first) * meta_.rate;
-        float whole;
-        const float fraction = std::modf(p, &whole);
-        if (fraction != 0.0f) {
-            return -1;
-        }
-        const int i = truncateToInt(whole);
-        return i < 0 || i >= n ? -1 : i;
-    }
-    const auto it = std::lower_bound(times_.begin(), times_.end(), time);
-    if (it == times_.end() || *it != time) {
-        return -1;
-    }
-    return static_cast<int>(it - times_.begin());
+    return sampleClock().sampleIndex(time);
 }
 
 int ZelCache::getMaxSampleIndexNotGreaterThan(float time) const {
-    const int n = getNumSamples();
-    if (n == 0) {
-        return -1;
-    }
-    const float t = meta_.lastTime < time ? meta_.lastTime : time;
-    if (meta_.firstTime > t) {
-        return -1;
-    }
-    if (meta_.rate != 0.0f) {
-        const int i = truncateToInt((t - meta_.firstTime) * meta_.rate);
-        return i < 0 || i >= n ? -1 : i;
-    }
-    // The lower bound of a NaN is position 0, which would pass for a sample.
-    if (std::isnan(t)) {
-        return -1;
-    }
-    // The first sample not before t: between two samples this is the later one, unlike the
-    // uniform branch above. Callers rely on both behaviours as they are.
-    const auto it = std::lower_bound(times_.begin(), times_.end(), t);
-    return it == times_.end() ? -1 : static_cast<int>(it - times_.begin());
+    return sampleClock().maxIndexNotGreaterThan(time);
 }
 
 int ZelCache::getMinSampleIndexNotLessThan(float time) const {
-    const int n = getNumSamples();
-    if (n == 0) {
-        return -1;
-    }
-    const float t = meta_.firstTime > time ? meta_.firstTime : time;
-    if (t > meta_.lastTime) {
-        return -1;
-    }
-    if (meta_.rate != 0.0f) {
-        const int i = truncateToInt(std::ceil((t - meta_.firstTime) * meta_.rate));
-        return i < 0 || i >= n ? -1 : i;
-    }
-    if (std::isnan(t)) {
-        return -1;
-    }
-    auto it = std::lower_bound(times_.begin(), times_.end(), t);
-    while (it != times_.end() && *it < t) {
-        ++it;
-    }
-    return it == times_.end() ? -1 : static_cast<int>(it - times_.begin());
+    return sampleClock().minIndexNotLessThan(time);
 }
 
 float ZelCache::getSampleTime(int index) const {
-    const int n = getNumSamples();
-    if (n == 0 || index < 0 || index >= n) {
-        return noTime();
-    }
-    if (meta_.rate == 0.0f) {
-        // A loaded cache has one time per sample; anything else is a broken table.
-        assert(static_cast<size_t>(index) < times_.size());
-        if (static_cast<size_t>(index) >= times_.size()) {
-            return noTime();
-        }
-        return times_[static_cast<size_t>(index)];
-    }
-    const float t = static_cast<float>(index) / meta_.rate + meta_.firstTime;
-    if (meta_.firstTime > t || t > meta_.lastTime) {
-        return noTime();
-    }
-    return t;
+    return sampleClock().sampleTime(index);
 }
 
 // ---- Object lookup ----

@@ -13,6 +13,7 @@
 #include "ZelInterpolation.h"
 #include "ZelKernelTrace.h"
 #include "ZelRoMemCache.h"
+#include "ZelSampleClock.h"
 #include "ZelTrace.h"
 
 namespace Zel {
@@ -421,48 +422,9 @@ float ZelHelperObj::getTimeFraction(float time) const {
 bool ZelHelperObj::getEvalTimeAndSampleIndices(float time, ZelInterpolationHints& hints,
                                                std::vector<int>& samples,
                                                std::vector<float>& times) const {
-    assert(hints.order >= 0);
-    // A negative order is the caller's mistake; one entry keeps every later access in range.
-    const std::size_t k = hints.order >= 0 ? static_cast<std::size_t>(hints.order) + 1 : 1;
-    const int n = cache_ != nullptr ? cache_->getNumSamples() : 0;
-    const int last = n - 1;
-    samples.resize(k);
-    times.resize(k);
-    samples[0] = cache_ != nullptr ? cache_->getMaxSampleIndexNotGreaterThan(time) : -1;
-
-    bool good = false;
-    if (samples[0] == -1) {
-        samples.assign(k, -1);
-        times.assign(k, time);
-    } else if (std::fabs(static_cast<double>(time) -
-                         static_cast<double>(cache_->getSampleTime(samples[0]))) < 0.001) {
-        times[0] = time;
-    } else if (time >= cache_->getLastTime()) {
-        samples.assign(k, last);
-        times.assign(k, cache_->getLastTime());
-    } else if (k == 1) {
-        times[0] = cache_->getSampleTime(samples[0]);
-        good = true;
-    } else {
-        if (k > 2) {
-            // Moving the start back together with the counter puts the run's last sample on the
-            // cache's last sample for orders up to 3.
-            std::size_t m = k;
-            while (static_cast<std::size_t>(samples[0]) + m > static_cast<std::size_t>(n) &&
-                   samples[0] > 0) {
-                --samples[0];
-                --m;
-            }
-        }
-        for (std::size_t i = 0; i < k; ++i) {
-            times[i] = cache_->getSampleTime(samples[i]);
-            if (i + 1 < k) {
-                samples[i + 1] = samples[i] < last ? samples[i] + 1 : samples[i];
-            }
-        }
-        good = true;
-    }
-
+    const ZelSampleClock clock = cache_ != nullptr ? cache_->sampleClock() : ZelSampleClock();
+    const int n = clock.numSamples;
+    const bool good = clock.chooseRun(time, hints.order, samples, times);
     if (debugLevel >= 1) {
         std::cerr << "\nZelHelperObj::getEvalTimeAndSampleIndices for ";
         describeHints(std::cerr, hints);
