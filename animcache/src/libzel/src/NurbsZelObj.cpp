@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <iostream>
 
+#include "ZelControlPoints.h"
 #include "ZelFormat.h"
 #include "ZelInterpolation.h"
 #include "ZelTrace.h"
@@ -10,8 +11,6 @@
 namespace Zel {
 
 namespace {
-
-const char* const periodicForm = "kPeriodic";
 
 template <class T, class S>
 T convertValue(const S& v) {
@@ -48,43 +47,6 @@ bool copyKnotLeaf(const std::vector<float>* floats, const std::vector<double>* d
         return true;
     }
     return false;
-}
-
-// Expands the stored points (three floats each, u major) into nu x nv homogeneous points with
-// weight 1. `periodicU` / `periodicV` are the degrees of periodic directions (0 otherwise): such
-// a direction stores n - d points and its index wraps onto them. Output order is v fastest, or u
-// fastest with `uFastest`. False, `out` untouched, when the counts can't be read from `stored`.
-template <class T>
-bool expandControlPoints(const std::vector<float>& stored, int64 nu, int64 nv, int64 periodicU,
-                         int64 periodicV, bool uFastest, std::vector<T>& out) {
-    if (nu < 0 || nv < 0) {
-        return false;
-    }
-    const int64 mu = nu - periodicU;
-    const int64 mv = nv - periodicV;
-    // The wrap needs at least one distinct point a direction, and the file must hold them all.
-    if (nu > 0 && nv > 0 && (mu < 1 || mv < 1 || static_cast<int64>(stored.size() / 3) / mu < mv)) {
-        return false;
-    }
-    const int64 total = nu * nv;
-    out.resize(static_cast<std::size_t>(4 * total));
-    for (int64 p = 0; p < total; ++p) {
-        int64 i = uFastest ? p % nu : p / nv;
-        int64 j = uFastest ? p / nu : p % nv;
-        if (i >= mu) {
-            i %= mu;
-        }
-        if (j >= mv) {
-            j %= mv;
-        }
-        const float* src = &stored[static_cast<std::size_t>(3 * (i * mv + j))];
-        T* dst = &out[static_cast<std::size_t>(4 * p)];
-        dst[0] = src[0];
-        dst[1] = src[1];
-        dst[2] = src[2];
-        dst[3] = T(1);
-    }
-    return true;
 }
 
 // Blends the control points that `read(sample, points, state)` gives for the samples of the run
@@ -212,8 +174,8 @@ bool NurbsCurveZelObj::controlPointsAt(int sampleIndex, std::vector<T>& points,
         return false;
     }
     const int64 n = k - degree + 1;
-    const int64 periodic = form == periodicForm ? degree : 0;
-    if (!expandControlPoints(*stored, n, 1, periodic, 0, false, points)) {
+    const int64 periodic = form == kPeriodicForm ? degree : 0;
+    if (!expandControlPoints(stored->data(), stored->size(), n, 1, periodic, 0, false, points)) {
         return false;
     }
     state = origin;
@@ -407,8 +369,8 @@ bool NurbsSurfaceZelObj::controlPointsAt(int sampleIndex, std::vector<T>& points
     }
     const int64 nu = static_cast<int64>(ku) - degreeU + 1;
     const int64 nv = static_cast<int64>(kv) - degreeV + 1;
-    const int64 periodicU = formU == periodicForm ? degreeU : 0;
-    const int64 periodicV = formV == periodicForm ? degreeV : 0;
+    const int64 periodicU = formU == kPeriodicForm ? degreeU : 0;
+    const int64 periodicV = formV == kPeriodicForm ? degreeV : 0;
     // A periodic direction repeats its first d points, so it is taken to store at least d of
     // them: otherwise two large degrees would square a handful of stored points into an output
     // far larger than the file.
@@ -416,7 +378,8 @@ bool NurbsSurfaceZelObj::controlPointsAt(int sampleIndex, std::vector<T>& points
         (periodicV > 0 && nv - periodicV < periodicV)) {
         return false;
     }
-    if (!expandControlPoints(*stored, nu, nv, periodicU, periodicV, uFastest, points)) {
+    if (!expandControlPoints(stored->data(), stored->size(), nu, nv, periodicU, periodicV, uFastest,
+                             points)) {
         return false;
     }
     state = origin;
