@@ -24,6 +24,7 @@
 #include "ZelStatus.h"
 #include "ZelTypes.h"
 #include "ZelView.h"
+#include "ZelReader.h"
 #include "ZelWriter.h"
 #include "zelUtils.h"
 

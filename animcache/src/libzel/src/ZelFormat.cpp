@@ -21,12 +21,8 @@ bool payloadFits(const ZelHeader& h, uint64 payloadOffset, uint64 size) {
            static_cast<uint64>(h.length) <= size - payloadOffset;
 }
 
-int64 payloadEnd(int64 payloadStart, const ZelHeader& h) {
-    constexpr int64 kMax = std::numeric_limits<int64>::max();
-    return h.length > kMax - payloadStart ? kMax : payloadStart + h.length;
-}
-
-SectionTablesError readSectionTables(ZelFile& f, std::vector<TimeEntry>& times,
+template <class Stream>
+SectionTablesError readSectionTables(Stream& f, std::vector<TimeEntry>& times,
                                      std::vector<JumpEntry>& jumps, SectionTables& tables,
                                      std::ostream* trace, int64 end) {
     // The tag of the header read before the current one: a "FREE" right after a table is its
@@ -76,6 +72,13 @@ SectionTablesError readSectionTables(ZelFile& f, std::vector<TimeEntry>& times,
     }
     return SectionTablesError::kNone;
 }
+
+template SectionTablesError readSectionTables(ZelFile&, std::vector<TimeEntry>&,
+                                              std::vector<JumpEntry>&, SectionTables&,
+                                              std::ostream*, int64);
+template SectionTablesError readSectionTables(ZelByteStream&, std::vector<TimeEntry>&,
+                                              std::vector<JumpEntry>&, SectionTables&,
+                                              std::ostream*, int64);
 
 bool uniformRate(const float* times, size_t n, float& rate) {
     if (n < 2) {

@@ -5,6 +5,7 @@
 #ifndef ZEL_FORMAT_H
 #define ZEL_FORMAT_H
 
+#include <cstdint>
 #include <cstring>
 #include <ostream>
 #include <vector>
@@ -132,18 +133,125 @@ bool decodeTable(const void* bytes, uint64 size, uint64 payloadOffset, const Zel
     return true;
 }
 
+// What a walk over a chunk tree does after visiting a chunk.
+enum class WalkStep { kDescend, kSkip, kStop };
+
+// Whether a leaf of type `type` may hold `length` payload bytes: numeric leaves hold whole values.
+inline bool leafLengthFits(uint8 type, int64 length) {
+    switch (type) {
+        case kTypeInt32:
+        case kTypeFloat:
+            return length % 4 == 0;
+        case kTypeInt64:
+        case kTypeDouble:
+            return length % 8 == 0;
+        default:
+            return true;
+    }
+}
+
+// Walks the chunks in [begin, end) of `bytes` depth first in file order, calling
+// visit(offset, header, depth) for each (depth 0 for the chunks directly in the range); the visit
+// says whether to enter a group, pass over it or stop. False when the walk meets a malformed chunk
+// before it stops: a header or payload not inside its group, a negative length, a numeric leaf
+// that is not a whole number of values. Every step moves forward, so the walk is linear in the
+// number of chunks and never leaves the range.
+template <class Visit>
+bool walkChunks(const unsigned char* bytes, int64 begin, int64 end, Visit visit) {
+    std::vector<int64> ends;
+    ends.push_back(end);
+    int64 pos = begin;
+    for (;;) {
+        while (!ends.empty() && pos == ends.back()) {
+            ends.pop_back();
+        }
+        if (ends.empty()) {
+            return true;
+        }
+        const int64 limit = ends.back();
+        ZelHeader h;
+        if (limit - pos < kHeaderSize) {
+            return false;
+        }
+        std::memcpy(static_cast<void*>(&h), bytes + pos, static_cast<size_t>(kHeaderSize));
+        const int64 payload = pos + kHeaderSize;
+        if (h.length < 0 || h.length > limit - payload ||
+            (h.type != kTypeGroup && !leafLengthFits(h.type, h.length))) {
+            return false;
+        }
+        const WalkStep step = visit(pos, h, static_cast<int>(ends.size()) - 1);
+        if (step == WalkStep::kStop) {
+            return true;
+        }
+        pos = payload + h.length;
+        if (step == WalkStep::kDescend && h.type == kTypeGroup && h.length > 0) {
+            ends.push_back(pos);
+            pos = payload;
+        }
+    }
+}
+
 // ---------------------------------------------------------------------------------------------
-// Reading from a stream.
+// Reading from a stream: a ZelFile, or a ZelByteStream over bytes in memory.
 
 // The position where the payload of `h` ends when it starts at `payloadStart`; INT64_MAX when the
 // sum would not fit (a damaged length), so a reader never wraps around to an earlier position.
-int64 payloadEnd(int64 payloadStart, const ZelHeader& h);
+inline int64 payloadEnd(int64 payloadStart, const ZelHeader& h) {
+    constexpr int64 kMax = INT64_MAX;
+    return h.length > kMax - payloadStart ? kMax : payloadStart + h.length;
+}
+
+// The reading operations of ZelFile over `size` bytes in memory, without the level stack, so that
+// the table readers below run over a mapped file as they do over a stream. Positions past the
+// end are allowed (a skip may go there); reads there fail.
+class ZelByteStream {
+  public:
+    ZelByteStream(const unsigned char* bytes, uint64 size, int64 pos = 0)
+        : bytes_(bytes), size_(static_cast<int64>(size)), pos_(pos) {}
+
+    // The next header; false when fewer than 16 bytes are left.
+    bool readHeader(ZelHeader& h) {
+        if (pos_ < 0 || pos_ > size_ ||
+            !decodeHeader(bytes_, static_cast<uint64>(size_), static_cast<uint64>(pos_), h)) {
+            return false;
+        }
+        pos_ += kHeaderSize;
+        return true;
+    }
+    // Copies the payload `h` announces into `buf`; false on a negative or too long length.
+    bool readData(const ZelHeader& h, void* buf) {
+        if (h.length < 0 || h.length > bytesLeft()) {
+            return false;
+        }
+        if (h.length > 0) {
+            std::memcpy(buf, bytes_ + pos_, static_cast<size_t>(h.length));
+        }
+        pos_ += h.length;
+        return true;
+    }
+    // Moves forward over the payload `h` announces; never backwards, past the end allowed.
+    bool skipData(const ZelHeader& h) {
+        if (h.length < 0) {
+            return false;
+        }
+        pos_ = payloadEnd(pos_, h);
+        return true;
+    }
+    int64 tell() const { return pos_; }
+    void seek(int64 pos) { pos_ = pos; }
+    int64 bytesLeft() const { return size_ - pos_; }
+
+  private:
+    const unsigned char* bytes_;
+    int64 size_;
+    int64 pos_;
+};
 
 // Appends the entries of table `h`, whose header was just read from `f`, to `entries` and
 // consumes the payload. False when the length is negative, not a whole number of entries or
 // longer than the rest of the file (all checked before anything is allocated), or the read fails.
-template <class T>
-bool readTable(ZelFile& f, const ZelHeader& h, std::vector<T>& entries) {
+template <class T, class Stream>
+bool readTable(Stream& f, const ZelHeader& h, std::vector<T>& entries) {
     if (h.length < 0 || h.length % static_cast<int64>(sizeof(T)) != 0 || h.length > f.bytesLeft()) {
         return false;
     }
@@ -180,7 +288,9 @@ enum class SectionTablesError { kNone, kTimes, kJumps, kReserve };
 // "FREE" is skipped; any other header is only consumed, so the walk goes on inside its payload.
 // When `trace` is given, each header read goes there with the position after it. The first table
 // that cannot be read ends the walk and is named by the result.
-SectionTablesError readSectionTables(ZelFile& f, std::vector<TimeEntry>& times,
+// Instantiated for ZelFile and ZelByteStream.
+template <class Stream>
+SectionTablesError readSectionTables(Stream& f, std::vector<TimeEntry>& times,
                                      std::vector<JumpEntry>& jumps, SectionTables& tables,
                                      std::ostream* trace, int64 end = INT64_MAX);
 

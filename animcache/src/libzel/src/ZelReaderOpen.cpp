@@ -1,0 +1,208 @@
+// Opening a cache for ZelReader: what is checked once, so that the queries can rely on it.
+#include <climits>
+#include <cstring>
+
+#include "ZelReaderImpl.h"
+
+namespace Zel {
+
+namespace {
+
+template <class T>
+T readScalar(const unsigned char* bytes, int64 offset) {
+    T v;
+    std::memcpy(&v, bytes + offset, sizeof(T));
+    return v;
+}
+
+// The payload of a "cstr" chunk read as one string: the bytes up to the first NUL.
+std::string_view firstString(const unsigned char* bytes, const ZelChunkRef& chunk) {
+    const char* p = reinterpret_cast<const char*>(bytes + chunk.payload());
+    const auto n = static_cast<size_t>(chunk.header.length);
+    const void* nul = n > 0 ? std::memchr(p, '\0', n) : nullptr;
+    return std::string_view(p, nul != nullptr ? static_cast<const char*>(nul) - p : n);
+}
+
+bool is(const ZelHeader& h, uint32 tag, uint8 type, int64 length = -1) {
+    return h.tag == tag && h.type == type && (length < 0 || h.length == length);
+}
+
+}  // namespace
+
+ZelStatus ZelReader::Impl::load() {
+    ZelByteStream s(bytes(), map.size());
+    ZelHeader h;
+    if (!s.readHeader(h) || h.tag != kTagDZEL) {
+        return fail(ZelStatusCode::kNotACache,
+                    "not a cache file (it does not begin with a \"DZEL\" chunk)");
+    }
+    if (!is(h, kTagDZEL, kTypeInt64, 8) || s.bytesLeft() < 8) {
+        return fail(ZelStatusCode::kCorrupt, "error reading DZEL chunk");
+    }
+    version = readScalar<int64>(bytes(), s.tell());
+    s.skipData(h);
+    for (;;) {
+        if (!s.readHeader(h)) {
+            return fail(ZelStatusCode::kCorrupt, "missing META chunk");
+        }
+        if (h.tag == kTagMETA) {
+            break;
+        }
+        if (!s.skipData(h)) {
+            return fail(ZelStatusCode::kCorrupt, "error skipping chunk");
+        }
+    }
+    ZelChunkRef meta{s.tell() - kHeaderSize, h};
+    ZelStatus status = readMetadata(meta);
+    if (!status.ok() || numSamples == 0) {
+        return status;
+    }
+    status = readSections(meta.end());
+    return status.ok() ? checkSamples() : status;
+}
+
+ZelStatus ZelReader::Impl::readMetadata(const ZelChunkRef& meta) {
+    const ZelStatus corrupt = fail(ZelStatusCode::kCorrupt, "error reading META chunk");
+    if (meta.header.type != kTypeGroup || meta.header.length < 0 ||
+        meta.header.length > size() - meta.payload()) {
+        return corrupt;
+    }
+    // Typed children are read wherever they stand, the last of a kind winning, as a loader
+    // reads them; everything is walked so that a malformed chunk anywhere refuses the file.
+    ZelChunkRef top;
+    const unsigned char* b = bytes();
+    const bool wellFormed =
+        walkChunks(b, meta.payload(), meta.end(), [&](int64 at, const ZelHeader& c, int depth) {
+            const ZelChunkRef chunk{at, c};
+            if (depth == 0) {
+                top = chunk;
+                if (is(c, kTagWAPP, kTypeCstr))
+                    application = firstString(b, chunk);
+                if (is(c, kTagSFIL, kTypeCstr))
+                    sourceFile = firstString(b, chunk);
+                if (is(c, kTagNSAM, kTypeInt64, 8))
+                    numSamples = readScalar<int64>(b, chunk.payload());
+                if (is(c, kTagSPAC, kTypeInt64, 8))
+                    space = readScalar<int64>(b, chunk.payload());
+                if (is(c, kTagDATE, kTypeInt64, 8))
+                    dateStamp = readScalar<int64>(b, chunk.payload());
+                if (is(c, kTagFTIM, kTypeFloat, 4))
+                    firstTime = readScalar<float>(b, chunk.payload());
+                if (is(c, kTagLTIM, kTypeFloat, 4))
+                    lastTime = readScalar<float>(b, chunk.payload());
+                if (is(c, kTagRATE, kTypeFloat, 4))
+                    rate = readScalar<float>(b, chunk.payload());
+                if (is(c, kTagDOBJ, kTypeGroup))
+                    objects.push_back(Object{chunk, {}, {}});
+            } else if (depth == 1 && is(top.header, kTagDOBJ, kTypeGroup)) {
+                if (is(c, kTagNAME, kTypeCstr))
+                    objects.back().name = firstString(b, chunk);
+                if (is(c, kTagDATR, kTypeGroup))
+                    objects.back().attributes = chunk;
+            }
+            return WalkStep::kDescend;
+        });
+    if (!wellFormed) {
+        return corrupt;
+    }
+    byName.reserve(objects.size());
+    for (size_t i = 0; i < objects.size(); ++i) {
+        byName.emplace(objects[i].name, static_cast<int>(i));
+    }
+    return ZelStatus();
+}
+
+ZelStatus ZelReader::Impl::readSections(int64 from) {
+    const auto corrupt = [this](const std::string& reason) {
+        return fail(ZelStatusCode::kCorrupt, reason);
+    };
+    ZelByteStream s(bytes(), map.size(), from);
+    for (;;) {
+        ZelHeader h;
+        do {
+            if (!s.readHeader(h)) {
+                return corrupt("missing next SAMS chunk for sample " +
+                               std::to_string(jumps.size()));
+            }
+        } while (h.tag != kTagSAMS && s.skipData(h));
+        if (h.tag != kTagSAMS) {
+            return corrupt("error skipping chunk");
+        }
+        const int64 sectionEnd = payloadEnd(s.tell(), h);
+        SectionTables t;
+        switch (readSectionTables(s, times, jumps, t, nullptr)) {
+            case SectionTablesError::kTimes:
+                return corrupt("error reading TIMS chunk");
+            case SectionTablesError::kJumps:
+                return corrupt("error reading JSAM chunk");
+            case SectionTablesError::kReserve:
+                return corrupt("error skipping FREE chunk");
+            case SectionTablesError::kNone:
+                break;
+        }
+        if (!t.hasJumps) {
+            return corrupt("missing JSAM chunk");
+        }
+        if (jumps.empty()) {
+            return corrupt("no entries in jump table");
+        }
+        if (rate == 0.0f && !t.hasTimes) {
+            return corrupt("missing TIMS chunk");
+        }
+        if (rate == 0.0f && times.size() != jumps.size()) {
+            return corrupt("jump table and time table size mismatch");
+        }
+        if (rate != 0.0f && t.hasTimes) {
+            return corrupt("unexpected TIMS chunk");
+        }
+        if (static_cast<int64>(jumps.size()) >= numSamples) {
+            return ZelStatus();
+        }
+        // Every section lies behind the one before: going back could loop for ever.
+        if (sectionEnd < s.tell()) {
+            return corrupt("error seeking file");
+        }
+        s.seek(sectionEnd);
+    }
+}
+
+ZelStatus ZelReader::Impl::checkSamples() const {
+    const auto corrupt = [this](const std::string& reason) {
+        return fail(ZelStatusCode::kCorrupt, reason);
+    };
+    if (static_cast<int64>(jumps.size()) != numSamples || numSamples > INT_MAX) {
+        return corrupt("number of samples is wrong");
+    }
+    if (times.empty()) {
+        const double x = (lastTime - firstTime) * rate;
+        // Rounded half away from zero; a NaN or out-of-range count never matches a table.
+        if (!(x > -2147483648.0 && x < 2147483647.0)) {
+            return corrupt("number of samples is wrong");
+        }
+        const int n = x > 0.0 ? static_cast<int>(x + 0.5) : -static_cast<int>(0.5 - x);
+        if (static_cast<float>(jumps.size()) != static_cast<float>(n) + 1.0f) {
+            return corrupt("number of samples is wrong");
+        }
+    } else if (firstTime != times.front()) {
+        return corrupt("first time is wrong");
+    } else if (lastTime != times.back()) {
+        return corrupt("last time is wrong");
+    }
+    for (size_t i = 0; i < jumps.size(); ++i) {
+        const int64 at = jumps[i];
+        const std::string sample = "sample " + std::to_string(i);
+        ZelHeader h;
+        if (at < 0 || !decodeHeader(bytes(), map.size(), static_cast<uint64>(at), h)) {
+            return corrupt(sample + " lies outside the file (offset " + std::to_string(at) + ")");
+        }
+        if (!is(h, kTagSAMP, kTypeGroup) || h.length == 0) {
+            return corrupt("no " + sample + " at offset " + std::to_string(at));
+        }
+        if (!payloadFits(h, static_cast<uint64>(at + kHeaderSize), map.size())) {
+            return corrupt(sample + " runs past the end of the file (truncated?)");
+        }
+    }
+    return ZelStatus();
+}
+
+}  // namespace Zel
