@@ -293,6 +293,8 @@ int main(int argc, char** argv) {
             writeOnly = true;
         } else if (std::strcmp(argv[i], "--writer-peak") == 0 && i + 1 < argc) {
             return writerPeakChild(argv[i + 1]);
+        } else if (std::strcmp(argv[i], "--reader") == 0) {  // --reader [FILE]: these alone
+            return benchReader(i + 1 < argc ? argv[i + 1] : path, writeCache) ? 0 : 1;
         } else {
             path = argv[i];
         }
@@ -302,5 +304,6 @@ int main(int argc, char** argv) {
         std::cerr << "zelbench: a write benchmark failed\n";
         ok = false;
     }
+    ok = (writeOnly || benchReader(path, writeCache)) && ok;
     return ok ? 0 : 1;
 }

@@ -45,4 +45,9 @@ inline long long fileSize(const std::string& path) {
     return in ? static_cast<long long>(in.tellg()) : -1;
 }
 
+// Runs the reader benchmarks (zelbench_reader.cpp): writes the mesh cache to `path` with
+// `writeCache` and a cache of transforms beside it, reads both with ZelReader next to raw limits,
+// prints one table and removes both files. False when a read differs from what was written.
+bool benchReader(const std::string& path, bool (*writeCache)(const char*));
+
 #endif
