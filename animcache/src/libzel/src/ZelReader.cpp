@@ -1,6 +1,7 @@
 #include "ZelReader.h"
 
 #include <cstring>
+#include <type_traits>
 
 #include "ZelReaderImpl.h"
 
@@ -38,13 +39,49 @@ T ZelDataView::value(int64 i) const {
     return T(0);
 }
 
-template <class T>
-bool ZelDataView::copyTo(T* out) const {
-    if (type == ZelElementType::kString) {
-        return false;
+namespace {
+
+// Converts the `count` values of type V at `p` (any byte offset) into out[0 .. count).
+template <class V, class T>
+void convertValues(const unsigned char* p, int64 count, T* out) {
+    if (count <= 0) {
+        return;
+    }
+    // A copy of the same type is the bytes themselves: one memcpy instead of a loop of them.
+    if (std::is_same<V, T>::value) {
+        std::memcpy(out, p, static_cast<size_t>(count) * sizeof(T));
+        return;
     }
     for (int64 i = 0; i < count; ++i) {
-        out[i] = value<T>(i);
+        V v;
+        std::memcpy(&v, p + sizeof(V) * static_cast<size_t>(i), sizeof(V));
+        out[i] = static_cast<T>(v);
+    }
+}
+
+}  // namespace
+
+template <class T>
+bool ZelDataView::copyTo(T* out) const {
+    switch (type) {
+        case ZelElementType::kInt32:
+            convertValues<int>(data, count, out);
+            return true;
+        case ZelElementType::kFloat:
+            convertValues<float>(data, count, out);
+            return true;
+        case ZelElementType::kInt64:
+            convertValues<int64>(data, count, out);
+            return true;
+        case ZelElementType::kDouble:
+            convertValues<double>(data, count, out);
+            return true;
+        case ZelElementType::kString:
+            return false;
+    }
+    // A type outside the enumeration converts as value() does: to zeros.
+    for (int64 i = 0; i < count; ++i) {
+        out[i] = T(0);
     }
     return true;
 }
