@@ -114,10 +114,10 @@ ZelStatus ZelReader::Impl::objectSample(int object, int sample, ZelChunkRef& sob
         return fail(ZelStatusCode::kInvalidArgument,
                     "sample " + std::to_string(sample) + " is not in the cache");
     }
-    const std::string where =
-        "object " + std::to_string(object) + " in sample " + std::to_string(sample);
+    // The message is built only on failure: every successful lookup of a sample's data passes here.
     const auto corrupt = [&](const char* what) {
-        return fail(ZelStatusCode::kCorrupt, where + ": " + what);
+        return fail(ZelStatusCode::kCorrupt, "object " + std::to_string(object) + " in sample " +
+                                                 std::to_string(sample) + ": " + what);
     };
     // Open checked that the sample's "SAMP" group lies in the file; its offset table comes first.
     ZelChunkRef samp;
