@@ -2,13 +2,15 @@
 // size, the peak resident memory before and after the read loop, and the times taken; then
 // evaluates the mesh's positions at 240 fractional times with each interpolation order, in
 // millions of points per second next to a memcpy of as many bytes; then compares appending 10
-// samples in place with a full rewrite; then runs the write benchmarks (zelbench_write.cpp).
+// samples in place with a full rewrite; then runs the classic read benchmarks
+// (zelbench_classic.cpp) and the write benchmarks (zelbench_write.cpp).
 //
 // usage: zelbench [FILE] [--unlimited] [--write]
-// FILE (default zelbench.zel) is written, read and removed; the write benchmarks write files
-// named after it in the same directory and remove them too. With --unlimited a second loop reads
-// the file again without a limit, for comparison. With --write only the write benchmarks run.
-// (zelbench --writer-peak FILE is the process whose peak memory the write benchmarks report.)
+// FILE (default zelbench.zel) is written, read and removed; the classic read and the write
+// benchmarks write files named after it in the same directory and remove them too. With --unlimited
+// a second loop reads the file again without a limit, for comparison. With --write only the write
+// benchmarks run. (zelbench --writer-peak FILE is the process whose peak memory the write
+// benchmarks report.)
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -30,41 +32,49 @@ namespace {
 constexpr int kSamples = 240;
 constexpr int kVertices = 100000;
 
-// One mesh object whose "POSI" (float, point, 3d) moves by one unit per sample.
-bool writeCache(const char* path) {
+}  // namespace
+
+bool writeMeshCache(const char* path, int samples, int objects, int vertices) {
     ZelFile f;
     if (!f.open(path, "w") || !ZelDZELChunk().write(f)) {
         return false;
     }
     ZelMETAChunk meta;
     meta.application = "zelbench";
-    meta.numSamples = kSamples;
+    meta.numSamples = samples;
     meta.firstTime = 1;
-    meta.lastTime = kSamples;
+    meta.lastTime = float(samples);
     meta.rate = 1;
-    meta.addDOBJ("mesh");
-    // The "MESH" group makes the factory build a mesh object for it.
-    meta.getDOBJ(0)->addChild(new ZelGroupChunk(kTagMESH));
+    for (int o = 0; o < objects; ++o) {
+        meta.addDOBJ(objects == 1 ? "mesh" : ("mesh" + std::to_string(o)).c_str());
+        // The "MESH" group makes the factory build a mesh object for it.
+        meta.getDOBJ(o)->addChild(new ZelGroupChunk(kTagMESH));
+    }
     if (!meta.write(f)) {
         return false;
     }
     ZelSAMSChunk sams;
-    if (!sams.writeStart(f, kSamples, 0, false)) {
+    if (!sams.writeStart(f, samples, 0, false)) {
         return false;
     }
-    std::vector<float> positions(3 * static_cast<size_t>(kVertices));
-    for (int s = 0; s < kSamples; ++s) {
+    std::vector<float> positions(3 * static_cast<size_t>(vertices));
+    for (int s = 0; s < samples; ++s) {
         for (size_t j = 0; j < positions.size(); ++j) {
             positions[j] = static_cast<float>(j % 3 + static_cast<size_t>(s));
         }
-        if (!sams.writeStartSAMPChunk(f, 1, nullptr) || !sams.writeStartSOBJChunk(f) ||
-            !f.writeChunk(kTagPOSI, positions, -1, 1, 3) || !sams.writeEndSOBJChunk(f) ||
-            !sams.writeEndSAMPChunk(f)) {
+        bool ok = sams.writeStartSAMPChunk(f, objects, nullptr);
+        for (int o = 0; o < objects && ok; ++o) {
+            ok = sams.writeStartSOBJChunk(f) && f.writeChunk(kTagPOSI, positions, -1, 1, 3) &&
+                 sams.writeEndSOBJChunk(f);
+        }
+        if (!ok || !sams.writeEndSAMPChunk(f)) {
             return false;
         }
     }
     return sams.writeEnd(f) && f.close();
 }
+
+namespace {
 
 // Reads every sample's positions in time order; the sum of their first coordinates, or NaN.
 double readAll(const char* path, int limit) {
@@ -178,7 +188,7 @@ long long bytesWritten() {
     return procField("/proc/self/io", "wchar:");
 }
 
-// Allocates the mesh's positions for frames `first` to `last`, as writeCache lays them out.
+// Allocates the mesh's positions for frames `first` to `last`, as writeMeshCache lays them out.
 void addFrames(ZelRwMemCache& cache, int first, int last) {
     std::vector<float> positions(3 * static_cast<size_t>(kVertices));
     for (int frame = first; frame <= last; ++frame) {
@@ -239,7 +249,7 @@ bool benchAppend(const std::string& path) {
 // when `unlimited`, then the positions and append benchmarks. False when any check fails.
 bool benchRead(const char* path, bool unlimited) {
     auto start = std::chrono::steady_clock::now();
-    if (!writeCache(path)) {
+    if (!writeMeshCache(path, kSamples, 1, kVertices)) {
         std::cerr << "zelbench: could not write " << path << '\n';
         return false;
     }
@@ -300,6 +310,7 @@ int main(int argc, char** argv) {
         }
     }
     bool ok = writeOnly || benchRead(path, unlimited);
+    ok = (writeOnly || benchClassicReads(path)) && ok;
     if (!benchWrites(path)) {
         std::cerr << "zelbench: a write benchmark failed\n";
         ok = false;

@@ -1,5 +1,6 @@
-// What zelbench's two sources share: the write benchmarks' entry points (zelbench_write.cpp) and
-// the small measuring helpers both use.
+// What zelbench's sources share: the cache writer of the read benchmarks, the entry points of the
+// write benchmarks (zelbench_write.cpp) and the classic read benchmarks (zelbench_classic.cpp),
+// and the small measuring helpers they use.
 #ifndef ZELBENCH_H
 #define ZELBENCH_H
 
@@ -16,6 +17,16 @@ bool benchWrites(const std::string& path);
 // ZelWriter, prints this process's peak resident set in kB and removes the file. Exit status 0
 // when the file was written and reads back as written.
 int writerPeakChild(const std::string& path);
+
+// Writes a cache of `samples` samples (times 1, 2, ...) of `objects` meshes ("mesh" alone, else
+// "mesh0", "mesh1", ...) whose "POSI" holds `vertices` float points; in sample s every point's
+// coordinates are s, s + 1, s + 2. False when a write fails.
+bool writeMeshCache(const char* path, int samples, int objects, int vertices);
+
+// Runs the classic read benchmarks (zelbench_classic.cpp) on files named after `path`, each
+// removed after its run, and prints the figures. False when a read returns other values than
+// were written.
+bool benchClassicReads(const std::string& path);
 
 // Seconds since `start` on the steady clock.
 inline double secondsSince(std::chrono::steady_clock::time_point start) {

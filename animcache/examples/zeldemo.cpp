@@ -1,7 +1,8 @@
 // The demo: the main job end to end. It writes frames 1-24 of a small animated scene with the
 // streaming writer, reopens the file and appends frames 25-36 in place, reloads the file under a
 // sample limit, builds helper objects with the factory and evaluates every object at fractional
-// times with each interpolation order. It exits 1 when anything read back disagrees with what was
+// times with each interpolation order, and checks that the mapped reader answers exactly as the
+// helper objects do. It exits 1 when anything read back disagrees with what was
 // written, or when the append moved or changed the bytes of the earlier frames.
 //
 // The scene, one cycle every 24 frames:
@@ -382,7 +383,9 @@ struct Track {
     std::function<bool(float time, ZelInterpolationHints&, Values&, State&)> answer;
     std::function<Values(float time)> scene;         // as recorded at whole frames
     std::function<Values(int frame)> linearHalfway;  // what order 1 gives at frame + 0.5
-    double worst[4] = {0, 0, 0, 0};                  // largest difference seen, by order
+    // How the mapped reader answers at `time` with `order`; false when it refuses.
+    std::function<bool(const ZelReader& reader, float time, int order, Values&)> read;
+    double worst[4] = {0, 0, 0, 0};  // largest difference seen, by order
 };
 
 // The track's answer at `time` with interpolation `order`; empty when the library refuses.
@@ -431,7 +434,10 @@ std::vector<Track> makeTracks(const MeshZelObj& ripple, const TransformZelObj& p
              return ripple.getPositionAtTime(time, hints, out, state, dimension);
          },
          [](float t) { return widen(rippleAt(t)); },
-         [](int f) { return halfway([](float t) { return rippleAt(t); }, f); }},
+         [](int f) { return halfway([](float t) { return rippleAt(t); }, f); },
+         [](const ZelReader& r, float time, int order, Values& out) {
+             return r.positionsAt(kRipple, time, order, out).ok();
+         }},
         {"pivot matrix", "row 3 col 1 (ty)", 13, 1e-5, 0.045,
          [&pivot](float time, ZelInterpolationHints& hints, Values& out, State& state) {
              return pivot.getTransformAtTime(time, hints, out, state);
@@ -440,27 +446,68 @@ std::vector<Track> makeTracks(const MeshZelObj& ripple, const TransformZelObj& p
          [](int f) {
              return pivotMatrix(0.5 * pivotY(f) + 0.5 * pivotY(f + 1),
                                 0.5 * pivotRotateZ(f) + 0.5 * pivotRotateZ(f + 1));
+         },
+         [](const ZelReader& r, float time, int order, Values& out) {
+             std::array<double, 16> m;
+             const bool ok = r.matrixAt(kPivot, time, order, m).ok();
+             out.assign(m.begin(), m.end());
+             return ok;
          }},
         {"hoop control points", "point 0 x", 0, 0, 0.0075,
          [&hoop](float time, ZelInterpolationHints& hints, Values& out, State& state) {
              return hoop.getControlPointsAtTime(time, hints, out, state);
          },
          [hoopCount](float t) { return homogeneous(widen(hoopPoints(t)), hoopCount); },
-         [hoopCount](int f) { return homogeneous(halfway(hoopPoints, f, true), hoopCount); }},
+         [hoopCount](int f) { return homogeneous(halfway(hoopPoints, f, true), hoopCount); },
+         [](const ZelReader& r, float time, int order, Values& out) {
+             return r.controlPointsAt(kHoop, time, order, out).ok();
+         }},
         {"flag control points", "point (4,0) z", 4 * 4 * kFlagV + 2, 0, 0.024,
          [&flag](float time, ZelInterpolationHints& hints, Values& out, State& state) {
              return flag.getControlPointsAtTime(time, hints, out, state);
          },
          [flagCount](float t) { return homogeneous(widen(flagPoints(t)), flagCount); },
-         [flagCount](int f) { return homogeneous(halfway(flagPoints, f, true), flagCount); }},
+         [flagCount](int f) { return homogeneous(halfway(flagPoints, f, true), flagCount); },
+         [](const ZelReader& r, float time, int order, Values& out) {
+             return r.controlPointsAt(kFlag, time, order, out).ok();
+         }},
         {"target weight", "weight", 0, 1e-12, 0.015,
          [&target, weight](float time, ZelInterpolationHints& hints, Values& out, State&) {
              int dimension;
              return target.getAttrAtTime(time, weight, hints, out, dimension);
          },
          [](float t) { return Values{targetWeight(t)}; },
-         [](int f) { return Values{0.5 * targetWeight(f) + 0.5 * targetWeight(f + 1)}; }},
+         [](int f) { return Values{0.5 * targetWeight(f) + 0.5 * targetWeight(f + 1)}; },
+         [weight](const ZelReader& r, float time, int order, Values& out) {
+             return r.attributeAt(kTarget, weight, time, order, out).ok();
+         }},
     };
+}
+
+// Opens the file with the mapped reader and checks that it answers every track exactly as the
+// helper objects do, at every quarter frame from the first to after the last, orders 0-3.
+void compareWithReader(const std::vector<Track>& tracks) {
+    ZelReader reader;
+    const ZelStatus status = reader.open(kPath);
+    check(status.ok(), "ZelReader opens " + status.message());
+    int answers = 0;
+    for (const Track& track : tracks) {
+        for (float time = 1.0f; time <= kLastFrame + 1.0f; time += 0.25f) {
+            for (int order = 0; order <= 3; ++order) {
+                Values fromReader;
+                const bool read = track.read(reader, time, order, fromReader);
+                const Values fromHelper = evaluate(track, time, order);
+                check(read == !fromHelper.empty() && (!read || fromReader == fromHelper),
+                      std::string(track.name) + " through ZelReader at " + std::to_string(time) +
+                          ", order " + std::to_string(order));
+                ++answers;
+            }
+        }
+    }
+    std::printf(
+        "\nthe mapped reader (ZelReader) gave the helper objects' answers, bit for bit, %d times\n"
+        "(every quarter frame from 1 to %d, orders 0-3, every animated value)\n",
+        answers, kLastFrame + 1);
 }
 
 // One row per track and time: the shown value for each order, then the scene's.
@@ -587,6 +634,7 @@ bool readScene() {
         std::printf("  %-20s %10.2e %10.2e %10.2e %10.2e\n", track.name, track.worst[0],
                     track.worst[1], track.worst[2], track.worst[3]);
     }
+    compareWithReader(tracks);
     return true;
 }
 

@@ -132,6 +132,10 @@ class ZEL_API ZelCache {
     // A new "SOBJ" group (owned by the caller) holding the object's chunks for `sample`, or
     // null. Closes the file afterwards unless the keep-open flag is set.
     ZelGroupChunk* loadObjectSample(int sample, int object);
+    // The same read into `group` (tag "SOBJ", type group), which ends up as the new group would;
+    // the storage of the children it holds is reused where the layout matches. False on failure,
+    // `group` then holding what was read.
+    bool loadObjectSample(int sample, int object, ZelGroupChunk& group);
 
     // The read-write cache sets this: files then open for update where writable.
     void setUpdate(bool update) { update_ = update; }

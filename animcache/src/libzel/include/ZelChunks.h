@@ -126,8 +126,10 @@ class ZEL_API ZelGroupChunk : public ZelChunk {
     // groups are not counted here.
     int64 getLength() const override;
     // False unless `h`'s tag and type equal the group's; then reads children until the file's
-    // level stack leaves this group. Children held before are deleted. False on any child that
-    // fails (the children read so far stay) or on nesting deeper than the reader allows.
+    // level stack leaves this group. Children held before are gone afterwards (a generic child
+    // that meets the same kind of chunk at its position is read into, keeping its storage, the
+    // others are deleted). False on any child that fails (the children read so far stay) or on
+    // nesting deeper than the reader allows.
     bool read(const ZelHeader& h, ZelFile& f) override;
     // The stored header, the typed members, the generic children, then the back-patched length.
     bool write(ZelFile& f) const override;
@@ -162,6 +164,9 @@ class ZEL_API ZelGroupChunk : public ZelChunk {
 
   private:
     void deleteChildren();
+    // The loop of read(): reads the payload that `h` announces as children; `count` receives the
+    // number of generic children read, which stand first in the list.
+    bool readChildren(const ZelHeader& h, ZelFile& f, size_t& count);
 
     std::vector<ZelChunk*> children_;
 };

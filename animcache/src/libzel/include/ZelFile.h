@@ -52,6 +52,10 @@ struct ZelTypeCode<double> {
 // length and a chunk rewritten at an offset inside the buffer are patched without a seek. Reads,
 // seeks, rewind and close write the buffer out first, so the file's bytes are those of writing
 // straight through. A stream opened "r" writes straight through and fails at once.
+//
+// A regular file opened "r" is read from its descriptor past stdio, through a small read-ahead of
+// its own: a seek costs no system call, and reading a chunk's payload and then the headers behind
+// it costs one.
 class ZEL_API ZelFile {
   public:
     ZelFile();

@@ -16,9 +16,11 @@ namespace Zel {
 
 // Reads each (sample, object) "SOBJ" group from the file once, on first request, and hands it out
 // by pointer. With a sample limit in force, whole samples are evicted least recently used first;
-// a pointer stays valid until its sample is evicted or deleted or the cache is reset. A cache with
-// the update flag set (the read-write cache) never evicts. Failures are null, 0 or false results;
-// only getAttrData writes messages (standard error).
+// a pointer stays valid until its sample is evicted or deleted or the cache is reset. An evicted
+// group is kept for its object's next read, which reuses its storage: streaming under a limit
+// allocates nothing once warm. A cache with the update flag set (the read-write cache) never
+// evicts. Failures are null, 0 or false results; only getAttrData writes messages (standard
+// error).
 class ZEL_API ZelRoMemCache : public ZelCache {
   public:
     // An empty cache without a limit.
@@ -106,13 +108,21 @@ class ZEL_API ZelRoMemCache : public ZelCache {
     // Moves `sample` to the front of the recency list, evicting from the back while more than
     // the limit would be held.
     void touchSample(int sample);
-    // Deletes the least recently used sample and drops it from the list.
+    // Deletes the least recently used sample and drops it from the list; its groups become the
+    // spares of their objects where those have none.
     void evictOldest();
+    // Reads (`sample`, `object`) into the object's spare group when it has one, else into a new
+    // group; null when the read fails.
+    std::unique_ptr<ZelGroupChunk> readGroup(int sample, int object);
 
     // Sample indices held under a limit, most recently used first.
     std::list<int> recency_;
     // Indexed by sample: its position in recency_, or recency_.end() when it is not listed.
     std::vector<std::list<int>::iterator> recencyPos_;
+    // Indexed by object: a group of an evicted sample, kept so that the object's next read reuses
+    // its storage instead of allocating afresh; null when there is none. One per object at most,
+    // so a limit of k samples holds k + 1 samples' groups at most.
+    ObjectGroups spares_;
 };
 
 extern template ZEL_API const std::vector<char>* ZelRoMemCache::getSampleDataAtTime<char>(float,

@@ -541,18 +541,17 @@ bool ZelCache::seekChannelSample(ZelHeader& header, int sample, int object, unsi
 }
 
 ZelGroupChunk* ZelCache::loadObjectSample(int sample, int object) {
+    auto group = std::make_unique<ZelGroupChunk>(kTagSOBJ);
+    return loadObjectSample(sample, object, *group) ? group.release() : nullptr;
+}
+
+bool ZelCache::loadObjectSample(int sample, int object, ZelGroupChunk& group) {
     ZelHeader header;
-    std::unique_ptr<ZelGroupChunk> group;
-    if (seekObjectSample(header, sample, object)) {
-        group = std::make_unique<ZelGroupChunk>(kTagSOBJ);
-        if (!group->read(header, file_)) {
-            group.reset();
-        }
-    }
+    const bool ok = seekObjectSample(header, sample, object) && group.read(header, file_);
     if (!keepOpen_) {
         file_.close();
     }
-    return group.release();
+    return ok;
 }
 
 }  // namespace Zel

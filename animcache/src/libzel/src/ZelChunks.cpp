@@ -3,6 +3,7 @@
 #include <cassert>
 #include <iostream>
 #include <new>
+#include <typeinfo>
 #include <utility>
 
 #include "ZelChunksInternal.h"
@@ -36,7 +37,14 @@ bool readValues(const ZelHeader& h, ZelFile& f, std::vector<T>& values) {
     if (h.length < 0 || h.length > f.bytesLeft()) {
         return false;
     }
-    values.resize(static_cast<size_t>(h.length / width));
+    const auto count = static_cast<size_t>(h.length / width);
+    // The read overwrites every value, so storage of an earlier read is reused as it stands: an
+    // array of the right size costs neither an allocation nor a zero-fill. One too small is
+    // dropped before it is replaced, as growing it would copy the old values over first.
+    if (count > values.capacity()) {
+        values = std::vector<T>();
+    }
+    values.resize(count);
     return f.readData(h, values.empty() ? nullptr : static_cast<void*>(values.data()));
 }
 
@@ -45,6 +53,34 @@ bool readValues(const ZelHeader& h, ZelFile& f, std::vector<std::string>& values
         return false;
     }
     return f.readData(h, values);
+}
+
+// Whether `c`, read from chunk `h`, ends up as the node that ZelChunk::create makes for `h` would:
+// a leaf or group of exactly that class, tag and type, whose read replaces its whole header and
+// content. A plain node keeps its header when read, so it never qualifies.
+bool readsInPlace(const ZelChunk* c, const ZelHeader& h) {
+    if (c == nullptr || c->getTag() != h.tag || c->getType() != h.type) {
+        return false;
+    }
+    const std::type_info& t = typeid(*c);
+    switch (h.type) {
+        case kTypeUndef:
+            return t == typeid(ZelLeafChunk<char>);
+        case kTypeGroup:
+            return t == typeid(ZelGroupChunk);
+        case kTypeCstr:
+            return t == typeid(ZelLeafChunk<std::string>);
+        case kTypeInt32:
+            return t == typeid(ZelLeafChunk<int>);
+        case kTypeFloat:
+            return t == typeid(ZelLeafChunk<float>);
+        case kTypeInt64:
+            return t == typeid(ZelLeafChunk<int64>);
+        case kTypeDouble:
+            return t == typeid(ZelLeafChunk<double>);
+        default:
+            return false;
+    }
 }
 
 // A copy of leaf `c` (which must be a ZelLeafChunk<T>) carrying `tag`; null when `c` is another
@@ -303,9 +339,18 @@ bool ZelGroupChunk::read(const ZelHeader& h, ZelFile& f) {
         return false;
     }
     header_ = h;
-    // Children of an earlier read would otherwise be orphaned; a file that repeats a member
-    // group must not leak.
-    deleteChildren();
+    size_t count = 0;
+    const bool ok = readChildren(h, f, count);
+    // Children of an earlier read that were not read into again go, also after a failure: a file
+    // that repeats a member group must not leak, and a failed read keeps only what it read.
+    for (size_t i = count; i < children_.size(); ++i) {
+        delete children_[i];
+    }
+    children_.resize(count);
+    return ok;
+}
+
+bool ZelGroupChunk::readChildren(const ZelHeader& h, ZelFile& f, size_t& count) {
     if (h.length == 0) {
         return true;
     }
@@ -329,17 +374,20 @@ bool ZelGroupChunk::read(const ZelHeader& h, ZelFile& f) {
             if (!ok) {
                 return false;
             }
-        } else {
-            ZelChunk* c = ZelChunk::create(ch.tag, ch.type);
-            if (c == nullptr) {
-                return false;
-            }
-            if (!c->read(ch, f)) {
-                delete c;
-                return false;
-            }
-            children_.push_back(c);
+            continue;
         }
+        // The child an earlier read left at this position reads the chunk in place when it is
+        // the same kind of chunk: an object's next sample then reuses the storage of the last.
+        ZelChunk*& c = count < children_.size() ? children_[count] : children_.emplace_back();
+        if (!readsInPlace(c, ch)) {
+            delete c;
+            c = ZelChunk::create(ch.tag, ch.type);
+        }
+        // A child whose read failed stands at `count`, where the caller deletes it.
+        if (c == nullptr || !c->read(ch, f)) {
+            return false;
+        }
+        ++count;
     } while (f.getLevel() == level);
     return true;
 }

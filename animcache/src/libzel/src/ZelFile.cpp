@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -22,6 +23,10 @@ namespace {
 // The write-behind buffer's size: large enough that the back-patches of a sample's groups land in
 // memory, small enough to allocate once per written file without notice.
 constexpr int64 kBufferSize = int64(1) << 20;
+
+// The read-ahead of a stream read past stdio: enough for the headers that follow a payload and for
+// many small chunks, little against the payloads of a mesh.
+constexpr int64 kAheadSize = int64(16) << 10;
 
 // Writes all `n` bytes at `offset` of descriptor `fd`, resuming after partial writes.
 bool pwriteAll(int fd, const char* p, int64 n, int64 offset) {
@@ -58,7 +63,8 @@ struct ZelFile::Stream {
         int64 end() const { return start + static_cast<int64>(bytes.size()); }
     };
 
-    Stream(FILE* f, bool buffered) : fp(f), writeBehind(buffered) {}
+    Stream(FILE* f, bool buffered, bool pastStdio)
+        : fp(f), writeBehind(buffered), direct(pastStdio) {}
     ~Stream() {
         if (fp != nullptr) {
             flushBuffer();
@@ -69,6 +75,8 @@ struct ZelFile::Stream {
     Stream& operator=(const Stream&) = delete;
 
     bool moveTo(int64 at, Dir d);
+    int64 readDirect(char* p, int64 n);
+    bool moveDirect(int64 offset, int whence);
     bool flushBuffer();
     bool writeThrough(const char* p, int64 n);
     bool writeBuffered(const char* p, int64 n);
@@ -97,11 +105,22 @@ struct ZelFile::Stream {
     // touching, so that committing them in descending order writes each byte once.
     int64 holdOffset = -1;
     std::vector<Span> held;
+    // A regular file opened only for reading is read past stdio, straight from its descriptor,
+    // whose offset `fdPos` (-1: unknown) only those reads move: a seek costs no system call, and a
+    // read one, which also fetches the next kAheadSize bytes into `ahead` (the `aheadLength` bytes
+    // there belong at `aheadStart`); reading on from there needs no seek.
+    const bool direct;
+    std::unique_ptr<char[]> ahead;
+    int64 aheadStart = 0;
+    int64 aheadLength = 0;
+    int64 fdPos = -1;
 };
 
 // Puts stdio's stream at `at` for a transfer in direction `d`, seeking only when it stands
 // elsewhere or turns from reading to writing or back.
 bool ZelFile::Stream::moveTo(int64 at, Dir d) {
+    // A transfer through stdio may move the descriptor's offset under the reads past it.
+    fdPos = -1;
     if (filePos != at || (dir != Dir::kNone && dir != d)) {
         if (fseeko(fp, static_cast<off_t>(at), SEEK_SET) != 0) {
             filePos = -1;
@@ -110,6 +129,76 @@ bool ZelFile::Stream::moveTo(int64 at, Dir d) {
         filePos = at;
     }
     dir = d;
+    return true;
+}
+
+// Reads `n` bytes at `pos` into `p`: those the read-ahead holds from there, the rest with one
+// readv that refills the read-ahead with the bytes behind them, so that reading on from there
+// (the next chunk headers, the next small chunks, the next object) costs no further system call.
+// Returns how many arrived; fewer than `n` at the end of the file or on an error.
+int64 ZelFile::Stream::readDirect(char* p, int64 n) {
+    int64 done = 0;
+    if (pos >= aheadStart && pos - aheadStart < aheadLength) {
+        done = std::min(n, aheadLength - (pos - aheadStart));
+        std::memcpy(p, ahead.get() + (pos - aheadStart), static_cast<size_t>(done));
+    }
+    if (ahead == nullptr) {
+        ahead.reset(new char[kAheadSize]);
+    }
+    const int fd = fileno(fp);
+    while (done < n) {
+        // Reads on from the end of the last need no seek.
+        if (fdPos != pos + done) {
+            fdPos = lseek(fd, static_cast<off_t>(pos + done), SEEK_SET);
+            if (fdPos < 0) {
+                break;
+            }
+        }
+        iovec parts[2] = {{p + done, static_cast<size_t>(n - done)},
+                          {ahead.get(), static_cast<size_t>(kAheadSize)}};
+        const ssize_t got = readv(fd, parts, 2);
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got <= 0) {
+            break;
+        }
+        fdPos += got;
+        // Bytes short of the first part leave the read-ahead as it was.
+        if (got > n - done) {
+            aheadStart = pos + n;
+            aheadLength = got - (n - done);
+            done = n;
+        } else {
+            done += got;
+        }
+    }
+    return done;
+}
+
+// Moves the position of a stream read past stdio where fseeko would move stdio's: to `offset`
+// from the start (SEEK_SET) or from the file's current end (SEEK_END). False, errno set, for
+// another origin or a position before the start.
+bool ZelFile::Stream::moveDirect(int64 offset, int whence) {
+    if (whence == SEEK_END) {
+        struct stat st;
+        if (fstat(fileno(fp), &st) != 0) {
+            return false;
+        }
+        if (offset > std::numeric_limits<int64>::max() - static_cast<int64>(st.st_size)) {
+            errno = EOVERFLOW;
+            return false;
+        }
+        offset += static_cast<int64>(st.st_size);
+    } else if (whence != SEEK_SET) {
+        errno = EINVAL;
+        return false;
+    }
+    if (offset < 0) {
+        errno = EINVAL;
+        return false;
+    }
+    pos = offset;
     return true;
 }
 
@@ -273,7 +362,9 @@ bool ZelFile::open(const char* path, const char* mode) {
     // Only a regular file takes back-patches in memory: a device or pipe keeps stdio's own way of
     // failing at the write that reaches it.
     const bool writable = mode[0] == 'w' || (mode[0] == 'r' && std::strchr(mode, '+') != nullptr);
-    stream_ = std::make_shared<Stream>(fp, writable && stated && S_ISREG(st.st_mode));
+    const bool regular = stated && S_ISREG(st.st_mode);
+    stream_ =
+        std::make_shared<Stream>(fp, writable && regular, mode[0] == 'r' && !writable && regular);
     if (stated) {
         stream_->size = static_cast<int64>(st.st_size);
     }
@@ -336,11 +427,16 @@ bool ZelFile::readBytes(void* buf, int64 n) {
         return false;
     }
     Stream& s = *stream_;
-    if (!s.flushBuffer() || !s.moveTo(s.pos, Stream::Dir::kRead)) {
-        return false;
+    int64 got = 0;
+    if (s.direct) {
+        got = s.readDirect(static_cast<char*>(buf), n);
+    } else {
+        if (!s.flushBuffer() || !s.moveTo(s.pos, Stream::Dir::kRead)) {
+            return false;
+        }
+        got = static_cast<int64>(std::fread(buf, 1, static_cast<size_t>(n), s.fp));
+        s.filePos += got;
     }
-    const auto got = static_cast<int64>(std::fread(buf, 1, static_cast<size_t>(n), s.fp));
-    s.filePos += got;
     const int64 known = s.held.empty() ? got : s.overlay(static_cast<char*>(buf), n, got);
     s.pos += known;
     return known == n;
@@ -377,6 +473,9 @@ bool ZelFile::seekTo(int64 offset, int whence) {
         }
         offset += s.pos;
         whence = SEEK_SET;
+    }
+    if (s.direct) {
+        return s.moveDirect(offset, whence);
     }
     if (fseeko(s.fp, static_cast<off_t>(offset), whence) != 0) {
         s.filePos = -1;

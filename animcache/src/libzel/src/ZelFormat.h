@@ -150,6 +150,34 @@ inline bool leafLengthFits(uint8 type, int64 length) {
     }
 }
 
+// Where each group a walk has entered ends: on the call stack unless the tree nests unusually
+// deep.
+class GroupEnds {
+  public:
+    void push_back(int64 e) {
+        if (n_ < kInline) {
+            inline_[n_] = e;
+        } else {
+            deep_.push_back(e);
+        }
+        ++n_;
+    }
+    void pop_back() {
+        if (n_-- > kInline) {
+            deep_.pop_back();
+        }
+    }
+    int64 back() const { return n_ > kInline ? deep_.back() : inline_[n_ - 1]; }
+    bool empty() const { return n_ == 0; }
+    size_t size() const { return n_; }
+
+  private:
+    static constexpr size_t kInline = 16;
+    int64 inline_[kInline];
+    std::vector<int64> deep_;
+    size_t n_ = 0;
+};
+
 // Walks the chunks in [begin, end) of `bytes` depth first in file order, calling
 // visit(offset, header, depth) for each (depth 0 for the chunks directly in the range); the visit
 // says whether to enter a group, pass over it or stop. False when the walk meets a malformed chunk
@@ -158,7 +186,7 @@ inline bool leafLengthFits(uint8 type, int64 length) {
 // number of chunks and never leaves the range.
 template <class Visit>
 bool walkChunks(const unsigned char* bytes, int64 begin, int64 end, Visit visit) {
-    std::vector<int64> ends;
+    GroupEnds ends;
     ends.push_back(end);
     int64 pos = begin;
     for (;;) {

@@ -225,18 +225,37 @@ ZelObjectKind ZelReader::objectKind(int object) const {
     if (object < 0 || object >= objectCount()) {
         return ZelObjectKind::kOther;
     }
-    // The first of these tags the object has decides, looked for in its definition and then in
-    // the sample at the first time, as the helper object factory looks.
+    // The first of these tags the object has decides, in its definition or in the sample at the
+    // first time, as the helper object factory decides.
     static const std::pair<uint32, ZelObjectKind> kinds[] = {
         {kTagXFRM, ZelObjectKind::kTransform},    {kTagMESH, ZelObjectKind::kMesh},
         {kTagNRBS, ZelObjectKind::kNurbsSurface}, {kTagNRBC, ZelObjectKind::kNurbsCurve},
         {kTagELOC, ZelObjectKind::kLocator},      {kTagLXCS, ZelObjectKind::kCoordSystem}};
-    const int first = sampleAt(firstTime());
-    for (const auto& kind : kinds) {
-        ZelChunkRef chunk;
-        bool animated = false;
-        if (impl_->findData(object, first, kind.first, chunk, animated).ok()) {
-            return kind.second;
+    unsigned found = 0;
+    const auto note = [&found](int64, const ZelHeader& h, int) {
+        for (unsigned k = 0; k < 6; ++k) {
+            found |= h.tag == kinds[k].first ? 1u << k : 0u;
+        }
+        return WalkStep::kDescend;
+    };
+    const Impl::Object& def = impl_->objects[static_cast<size_t>(object)];
+    walkChunks(impl_->bytes(), def.def.payload(), def.def.end(),
+               [&](int64 at, const ZelHeader& h, int depth) {
+                   // The definition's name and attribute definition hold no kind.
+                   if (depth == 0 && ((h.tag == kTagNAME && h.type == kTypeCstr) ||
+                                      (h.tag == kTagDATR && h.type == kTypeGroup))) {
+                       return WalkStep::kSkip;
+                   }
+                   return note(at, h, depth);
+               });
+    // Only a transform's tag outranks whatever the sample might add.
+    ZelChunkRef sobj;
+    if ((found & 1u) == 0 && impl_->objectSample(object, sampleAt(firstTime()), sobj).ok()) {
+        walkChunks(impl_->bytes(), sobj.payload(), sobj.end(), note);
+    }
+    for (unsigned k = 0; k < 6; ++k) {
+        if ((found & (1u << k)) != 0) {
+            return kinds[k].second;
         }
     }
     return ZelObjectKind::kOther;

@@ -74,6 +74,18 @@ std::unique_ptr<ZelGroupChunk>& ZelRoMemCache::sampleSlot(int sample, int object
 
 void ZelRoMemCache::evictOldest() {
     const int oldest = recency_.back();
+    const auto s = static_cast<size_t>(oldest);
+    if (s < samples_.size() && samples_[s] != nullptr) {
+        ObjectGroups& groups = *samples_[s];
+        if (spares_.size() < groups.size()) {
+            spares_.resize(groups.size());
+        }
+        for (size_t o = 0; o < groups.size(); ++o) {
+            if (spares_[o] == nullptr) {
+                spares_[o] = std::move(groups[o]);
+            }
+        }
+    }
     deleteSample(oldest);
     recencyPos_[static_cast<size_t>(oldest)] = recency_.end();
     recency_.pop_back();
@@ -115,6 +127,10 @@ void ZelRoMemCache::setMaxSamples(int maxSamples) {
             evictOldest();
         }
     }
+    // Without a limit nothing is evicted again, so nothing would take the spares' place.
+    if (limit == 0) {
+        spares_.clear();
+    }
     maxSamples_ = limit;
 }
 
@@ -144,6 +160,7 @@ void ZelRoMemCache::deleteAllSamples() {
         }
         samples_.pop_back();
     }
+    spares_.clear();
 }
 
 bool ZelRoMemCache::loadMissing(int sample, int object) {
@@ -216,9 +233,21 @@ const ZelGroupChunk* ZelRoMemCache::getSample(int sample, int object) {
     std::unique_ptr<ZelGroupChunk>& slot = sampleSlot(sample, object);
     if (slot == nullptr) {
         // A failed read stores nothing, so the next request reads again.
-        slot.reset(loadObjectSample(sample, object));
+        slot = readGroup(sample, object);
     }
     return slot.get();
+}
+
+std::unique_ptr<ZelGroupChunk> ZelRoMemCache::readGroup(int sample, int object) {
+    const auto o = static_cast<size_t>(object);
+    std::unique_ptr<ZelGroupChunk> group = o < spares_.size() ? std::move(spares_[o]) : nullptr;
+    if (group == nullptr) {
+        group = std::make_unique<ZelGroupChunk>(kTagSOBJ);
+    }
+    if (!loadObjectSample(sample, object, *group)) {
+        group.reset();
+    }
+    return group;
 }
 
 const ZelChunk* ZelRoMemCache::getSample(int sample, int object, unsigned tag, int* index) {

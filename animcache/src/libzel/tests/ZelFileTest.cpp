@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <limits>
@@ -154,6 +155,37 @@ TEST(ZelFile, HostileLengthsFailWithoutReading) {
         EXPECT_EQ(f.getLevel(), length < 0 ? 0u : 1u) << length;
         EXPECT_FALSE(f.skipData(h));
     }
+}
+
+// A file opened "r" is read past stdio through a read-ahead of a few kB: reads that start inside
+// it, run past it or lie behind it must give the file's bytes, and seeks must move as stdio's do.
+TEST(ZelFile, ReadOnlyStreamsReadAndSeekAsStdioDoes) {
+    TempDir dir;
+    const std::string path = dir.file("bytes.bin");
+    std::vector<unsigned char> bytes(100000);
+    for (size_t i = 0; i < bytes.size(); ++i) {
+        bytes[i] = static_cast<unsigned char>(i * 7 % 251);
+    }
+    writeFileBytes(path, bytes);
+    ZelFile f(path.c_str(), "r");
+    // {origin, offset, bytes to read there}
+    const int64 steps[][3] = {{SEEK_SET, 0, 16},         {SEEK_CUR, 0, 30000},
+                              {SEEK_CUR, -20000, 100},   {SEEK_CUR, -116, 16},
+                              {SEEK_END, -50000, 49990}, {SEEK_CUR, 0, 10}};
+    for (const auto& step : steps) {
+        ASSERT_TRUE(f.seek(step[1], static_cast<int>(step[0]), true));
+        const int64 at = f.tell();
+        std::vector<unsigned char> got(static_cast<size_t>(step[2]));
+        ASSERT_TRUE(f.readData(ZelHeader(kLeaf, kTypeUndef, step[2]), got.data()));
+        EXPECT_TRUE(std::equal(got.begin(), got.end(), bytes.begin() + at)) << at;
+        EXPECT_EQ(f.tell(), at + step[2]);
+    }
+    ZelHeader h;
+    EXPECT_FALSE(f.readHeader(h));  // at the end
+    EXPECT_FALSE(f.seek(-1, SEEK_SET, true) || f.seek(-100001, SEEK_END, true) ||
+                 f.seek(0, 7, true));
+    EXPECT_TRUE(f.seek(200000, SEEK_SET, true));
+    EXPECT_FALSE(f.readHeader(h));
 }
 
 TEST(ZelFile, RecognisesFilesByTheirFirstTag) {

@@ -107,6 +107,28 @@ void writeTestCache(const std::string& path) {
     ASSERT_TRUE(ok);
 }
 
+// What `c` prints (its header and values, a group's children included), or "null".
+std::string printed(const ZelChunk* c) {
+    std::ostringstream os;
+    if (c == nullptr) {
+        return "null";
+    }
+    c->print(os, 0);
+    return os.str();
+}
+
+// Spoils the tag of the "SAMP" header of sample `sample` in the cache file at `path`.
+void spoilSample(const std::string& path, int sample) {
+    std::vector<unsigned char> bytes = ZelTest::readFileBytes(path);
+    int samp = 0;
+    for (const ZelTest::ChunkEntry& c : ZelTest::walkChunks(path)) {
+        if (c.header.tag == makeTag("SAMP") && samp++ == sample) {
+            bytes[static_cast<size_t>(c.offset)] = 'X';
+        }
+    }
+    ZelTest::writeFileBytes(path, bytes);
+}
+
 class RoMemCacheTest : public ::testing::Test {
   protected:
     void SetUp() override { writeTestCache(path); }
@@ -248,16 +270,9 @@ TEST_F(RoMemCacheTest, AttributeDataWithItsMessagesAndVertexCounts) {
 }
 
 TEST_F(RoMemCacheTest, BulkLoadsAndFailedReads) {
-    // Spoil the tag of sample 1's "SAMP" header; keep the good bytes to put them back.
+    // Spoil sample 1; keep the good bytes to put them back.
     const std::vector<unsigned char> good = ZelTest::readFileBytes(path);
-    std::vector<unsigned char> bad = good;
-    int samp = 0;
-    for (const ZelTest::ChunkEntry& c : ZelTest::walkChunks(path)) {
-        if (c.header.tag == makeTag("SAMP") && samp++ == 1) {
-            bad[static_cast<size_t>(c.offset)] = 'X';
-        }
-    }
-    ZelTest::writeFileBytes(path, bad);
+    spoilSample(path, 1);
 
     Probe cache;
     ASSERT_TRUE(cache.load(path.c_str(), false, 1));
@@ -281,6 +296,61 @@ TEST_F(RoMemCacheTest, BulkLoadsAndFailedReads) {
     EXPECT_EQ(cache.loaded(), "/0");
     EXPECT_TRUE(cache.loadAllSamples());
     EXPECT_EQ(cache.loaded(), "0123/4");
+}
+
+// Under a limit, evicted groups are read into again. Whatever the sample before left there (a
+// longer array, another element type, other chunks in another order), the result must print
+// exactly as a fresh read does, and a group that is still held must never be read into.
+TEST_F(RoMemCacheTest, ReusedGroupsReadExactlyWhatFreshOnesRead) {
+    ZelMETAChunk meta;
+    std::tie(meta.numSamples, meta.firstTime, meta.lastTime, meta.rate) = std::tuple(4, 0, 3, 1);
+    meta.addDOBJ("changing");
+    meta.addDOBJ("steady");
+    const bool ok = ZelTest::writeCacheFile(path, meta, [](int s, int o, ZelGroupChunk& g) {
+        const float base = 100.0f * static_cast<float>(s);
+        if (o == 1 || s == 1) {
+            g.addChild(new ZelLeafChunk<float>(kPOSI, 0, 3, ramp(o == 1 ? 3 : 6, base)));
+        } else if (s == 0) {
+            g.addChild(new ZelLeafChunk<float>(kPOSI, 0, 3, ramp(24, base)));
+            g.addChild(new ZelLeafChunk<float>(kVELO, {1, 2}));
+            g.addChild(new ZelLeafChunk<std::string>(kNOTE, {"a"}));
+        } else if (s == 2) {
+            g.addChild(new ZelLeafChunk<double>(kPOSI, {0.5, base}));
+            g.addChild(new ZelLeafChunk<std::string>(kNOTE, {"b", "c"}));
+        } else {
+            auto* atrs = new ZelGroupChunk(kATRS);
+            atrs->addChild(new ZelLeafChunk<float>(makeTag("ATTR"), {base}));
+            g.addChild(atrs);
+            g.addChild(new ZelLeafChunk<float>(kPOSI, 0, 3, ramp(12, base)));
+        }
+    });
+    ASSERT_TRUE(ok);
+    std::string expected[4][2];
+    ZelRoMemCache fresh(path.c_str());
+    for (int s = 0; s < 4; ++s) {
+        for (int o = 0; o < 2; ++o) {
+            expected[s][o] = printed(fresh.getSample(s, o));
+        }
+    }
+    ZelRoMemCache one(path.c_str(), true, 1);
+    for (int s : {0, 1, 2, 3, 2, 0, 3, 1}) {
+        for (int o : {0, 1}) {
+            EXPECT_EQ(printed(one.getSample(s, o)), expected[s][o]) << s << ' ' << o;
+        }
+    }
+    ZelRoMemCache two(path.c_str(), true, 2);
+    const ZelGroupChunk* first = two.getSample(0, 0);
+    const ZelGroupChunk* second = two.getSample(1, 0);
+    EXPECT_EQ(printed(first), expected[0][0]);
+    EXPECT_EQ(printed(two.getSample(2, 0)), expected[2][0]);  // evicts sample 0 only
+    EXPECT_EQ(printed(second), expected[1][0]);
+
+    // A read that fails into an evicted group leaves nothing behind.
+    spoilSample(path, 2);
+    ZelRoMemCache spoiled(path.c_str(), true, 1);
+    EXPECT_EQ(printed(spoiled.getSample(1, 0)), expected[1][0]);
+    EXPECT_EQ(spoiled.getSample(2, 0), nullptr);
+    EXPECT_EQ(printed(spoiled.getSample(3, 0)), expected[3][0]);
 }
 
 }  // namespace
