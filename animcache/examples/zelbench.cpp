@@ -3,14 +3,15 @@
 // evaluates the mesh's positions at 240 fractional times with each interpolation order, in
 // millions of points per second next to a memcpy of as many bytes; then compares appending 10
 // samples in place with a full rewrite; then runs the classic read benchmarks
-// (zelbench_classic.cpp) and the write benchmarks (zelbench_write.cpp).
+// (zelbench_classic.cpp), the write benchmarks (zelbench_write.cpp) and the reader benchmarks
+// (zelbench_reader.cpp).
 //
-// usage: zelbench [FILE] [--unlimited] [--write]
+// usage: zelbench [FILE] [--unlimited] [--write] [--reader]
 // FILE (default zelbench.zel) is written, read and removed; the classic read and the write
 // benchmarks write files named after it in the same directory and remove them too. With --unlimited
 // a second loop reads the file again without a limit, for comparison. With --write only the write
-// benchmarks run. (zelbench --writer-peak FILE is the process whose peak memory the write
-// benchmarks report.)
+// benchmarks run, with --reader only the reader benchmarks. (zelbench --writer-peak FILE is the
+// process whose peak memory the write benchmarks report.)
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -295,7 +296,7 @@ bool benchRead(const char* path, bool unlimited) {
 
 int main(int argc, char** argv) {
     const char* path = "zelbench.zel";
-    bool unlimited = false, writeOnly = false;
+    bool unlimited = false, writeOnly = false, readerOnly = false;
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--unlimited") == 0) {
             unlimited = true;
@@ -303,11 +304,14 @@ int main(int argc, char** argv) {
             writeOnly = true;
         } else if (std::strcmp(argv[i], "--writer-peak") == 0 && i + 1 < argc) {
             return writerPeakChild(argv[i + 1]);
-        } else if (std::strcmp(argv[i], "--reader") == 0) {  // --reader [FILE]: these alone
-            return benchReader(i + 1 < argc ? argv[i + 1] : path, writeCache) ? 0 : 1;
+        } else if (std::strcmp(argv[i], "--reader") == 0) {
+            readerOnly = true;
         } else {
             path = argv[i];
         }
+    }
+    if (readerOnly) {
+        return benchReader(path) ? 0 : 1;
     }
     bool ok = writeOnly || benchRead(path, unlimited);
     ok = (writeOnly || benchClassicReads(path)) && ok;
@@ -315,6 +319,6 @@ int main(int argc, char** argv) {
         std::cerr << "zelbench: a write benchmark failed\n";
         ok = false;
     }
-    ok = (writeOnly || benchReader(path, writeCache)) && ok;
+    ok = (writeOnly || benchReader(path)) && ok;
     return ok ? 0 : 1;
 }

@@ -1,6 +1,6 @@
 // What zelbench's sources share: the cache writer of the read benchmarks, the entry points of the
-// write benchmarks (zelbench_write.cpp) and the classic read benchmarks (zelbench_classic.cpp),
-// and the small measuring helpers they use.
+// write benchmarks (zelbench_write.cpp), the classic read benchmarks (zelbench_classic.cpp) and
+// the reader benchmarks (zelbench_reader.cpp), and the small measuring helpers they use.
 #ifndef ZELBENCH_H
 #define ZELBENCH_H
 
@@ -27,6 +27,11 @@ bool writeMeshCache(const char* path, int samples, int objects, int vertices);
 // removed after its run, and prints the figures. False when a read returns other values than
 // were written.
 bool benchClassicReads(const std::string& path);
+
+// Runs the reader benchmarks (zelbench_reader.cpp): writes the 240-sample mesh cache to `path`
+// and a cache of transforms beside it, reads both with ZelReader next to raw limits, prints one
+// table and removes both files. False when a read differs from what was written.
+bool benchReader(const std::string& path);
 
 // Seconds since `start` on the steady clock.
 inline double secondsSince(std::chrono::steady_clock::time_point start) {
@@ -55,10 +60,5 @@ inline long long fileSize(const std::string& path) {
     std::ifstream in(path, std::ios::binary | std::ios::ate);
     return in ? static_cast<long long>(in.tellg()) : -1;
 }
-
-// Runs the reader benchmarks (zelbench_reader.cpp): writes the mesh cache to `path` with
-// `writeCache` and a cache of transforms beside it, reads both with ZelReader next to raw limits,
-// prints one table and removes both files. False when a read differs from what was written.
-bool benchReader(const std::string& path, bool (*writeCache)(const char*));
 
 #endif

@@ -277,8 +277,8 @@ struct MeshBench {
     std::vector<float> buffer[2];  // the caller's buffer, one per thread
 };
 
-// Whether `buf` holds sample s's positions as zelbench writes them: s, s + 1, s + 2 in every
-// point (checked at both ends, where a stale or short copy shows).
+// Whether `buf` holds sample s's positions as writeMeshCache writes them: s, s + 1, s + 2 in
+// every point (checked at both ends, where a stale or short copy shows).
 bool holdsSample(const std::vector<float>& buf, int s) {
     return buf.size() == kSampleFloats && buf.front() == float(s) && buf.back() == float(s + 2);
 }
@@ -444,10 +444,11 @@ bool benchTimeQueries(MeshBench& b, std::vector<Row>& rows) {
     return true;
 }
 
-// The mesh cache written with `writeCache` to `path`, read by every mesh benchmark above.
-bool benchMesh(const std::string& path, bool (*writeCache)(const char*), std::vector<Row>& rows) {
+// The mesh cache, written to `path`, read by every mesh benchmark above.
+bool benchMesh(const std::string& path, std::vector<Row>& rows) {
     ZelReader reader;
-    if (!writeCache(path.c_str()) || !reader.open(path).ok() || reader.sampleCount() != kSamples) {
+    if (!writeMeshCache(path.c_str(), kSamples, 1, kPoints) || !reader.open(path).ok() ||
+        reader.sampleCount() != kSamples) {
         std::cerr << "zelbench: could not write and open " << path << '\n';
         return false;
     }
@@ -563,10 +564,10 @@ bool benchOpen(const std::string& path, std::vector<Row>& rows) {
 
 }  // namespace
 
-bool benchReader(const std::string& path, bool (*writeCache)(const char*)) {
+bool benchReader(const std::string& path) {
     const CpuUse before = cpuUseNow();
     std::vector<Row> rows;
-    const bool mesh = benchMesh(path, writeCache, rows);
+    const bool mesh = benchMesh(path, rows);
     std::remove(path.c_str());
     const bool open = benchOpen(path + ".transforms", rows);
     printTable(rows, othersBusySince(before));
