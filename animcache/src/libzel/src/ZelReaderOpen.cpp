@@ -128,6 +128,11 @@ ZelStatus ZelReader::Impl::readSections(int64 from) {
         if (h.tag != kTagSAMS) {
             return corrupt("error skipping chunk");
         }
+        // The writers patch a section's length once its samples are on disk: it fits the file.
+        if (!payloadFits(h, static_cast<uint64>(s.tell()), map.size())) {
+            return corrupt("the samples section for sample " + std::to_string(jumps.size()) +
+                           " runs past the end of the file");
+        }
         const int64 sectionEnd = payloadEnd(s.tell(), h);
         SectionTables t;
         const SectionTablesError error = readSectionTables(s, times, jumps, t, nullptr);
