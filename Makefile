@@ -1,14 +1,16 @@
 # Thin driver over CMake. `make demo` runs the main job, `make test` runs every test twice:
-# once in the normal build and once under AddressSanitizer + UndefinedBehaviorSanitizer.
+# once in the normal build and once under AddressSanitizer + UndefinedBehaviorSanitizer, then
+# the reader's tests, the ones that share one reader between threads, under ThreadSanitizer.
 BUILD_DIR  ?= build
 ASAN_DIR   ?= build-asan
+TSAN_DIR   ?= build-tsan
 JOBS       ?= 2
 WERROR     ?= OFF
 CMAKE_ARGS ?=
 
 CONFIGURE = cmake -S . -DZEL_WERROR=$(WERROR) $(CMAKE_ARGS)
 
-.PHONY: all deps build build-asan test test-asan demo install clean
+.PHONY: all deps build build-asan build-tsan test test-asan test-tsan demo install clean
 
 all: build
 
@@ -23,10 +25,19 @@ build-asan: deps
 	$(CONFIGURE) -B $(ASAN_DIR) -DZEL_SANITIZE=ON -DCMAKE_BUILD_TYPE=Debug
 	cmake --build $(ASAN_DIR) -j $(JOBS)
 
+# Only the library and the reader's test program: the rest of the suite runs in one thread.
+build-tsan: deps
+	$(CONFIGURE) -B $(TSAN_DIR) -DZEL_TSAN=ON -DCMAKE_BUILD_TYPE=Debug
+	cmake --build $(TSAN_DIR) -j $(JOBS) --target zel ZelReaderTest
+
 test: build build-asan
 	cd $(BUILD_DIR) && ctest --output-on-failure -j $(JOBS)
 	cd $(ASAN_DIR) && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
 		ctest --output-on-failure -j $(JOBS)
+	$(MAKE) test-tsan
+
+test-tsan: build-tsan
+	TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1" $(TSAN_DIR)/tests/ZelReaderTest
 
 demo: build
 	mkdir -p $(BUILD_DIR)/demo
@@ -36,4 +47,4 @@ install: build
 	cmake --install $(BUILD_DIR)
 
 clean:
-	rm -rf $(BUILD_DIR) $(ASAN_DIR)
+	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(TSAN_DIR)

@@ -128,17 +128,23 @@ ZelStatus ZelReader::Impl::readSections(int64 from) {
         if (h.tag != kTagSAMS) {
             return corrupt("error skipping chunk");
         }
+        // The writers patch a section's length once its samples are on disk: it fits the file.
+        if (!payloadFits(h, static_cast<uint64>(s.tell()), map.size())) {
+            return corrupt("the samples section for sample " + std::to_string(jumps.size()) +
+                           " runs past the end of the file");
+        }
         const int64 sectionEnd = payloadEnd(s.tell(), h);
         SectionTables t;
-        switch (readSectionTables(s, times, jumps, t, nullptr)) {
-            case SectionTablesError::kTimes:
-                return corrupt("error reading TIMS chunk");
-            case SectionTablesError::kJumps:
-                return corrupt("error reading JSAM chunk");
-            case SectionTablesError::kReserve:
-                return corrupt("error skipping FREE chunk");
-            case SectionTablesError::kNone:
-                break;
+        const SectionTablesError error = readSectionTables(s, times, jumps, t, nullptr);
+        if (error == SectionTablesError::kTimes) {
+            return corrupt("error reading TIMS chunk");
+        }
+        if (error == SectionTablesError::kJumps) {
+            return corrupt("error reading JSAM chunk");
+        }
+        // A reserve past the end of the file is refused, as a file's seek there may be.
+        if (error == SectionTablesError::kReserve || s.tell() > size()) {
+            return corrupt("error skipping FREE chunk");
         }
         if (!t.hasJumps) {
             return corrupt("missing JSAM chunk");
