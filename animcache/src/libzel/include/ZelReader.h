@@ -35,7 +35,8 @@ struct ZEL_API ZelDataView {
 };
 
 // What an object's attribute is; its index is its position in the object's attribute list
-// (animated attributes first, then static ones, as the file stores them).
+// (animated attributes first, then static ones, as the file stores them). The names point into
+// the open file.
 struct ZelAttrInfo {
     std::string_view name;
     std::string_view typeName;  // the writing application's own word for the type
@@ -155,7 +156,7 @@ class ZEL_API ZelReader {
     // A transform's 4 x 4 matrix, row-major, row vectors (translation in the last row).
     ZelStatus matrixAt(int object, float time, int order, std::array<float, 16>& out) const;
     ZelStatus matrixAt(int object, float time, int order, std::array<double, 16>& out) const;
-    // Attribute `attr`'s values as doubles; blending, as in the helpers, needs double values.
+    // Attribute `attr`'s values; as with the helpers, only attributes stored as doubles answer.
     ZelStatus attributeAt(int object, int attr, float time, int order, std::vector<double>& out,
                           ZelValuesInfo* info = nullptr) const;
 
