@@ -4,13 +4,15 @@
 BUILD_DIR  ?= build
 ASAN_DIR   ?= build-asan
 TSAN_DIR   ?= build-tsan
+FUZZ_DIR   ?= build-fuzz
+FUZZ_SECONDS ?= 60
 JOBS       ?= 2
 WERROR     ?= OFF
 CMAKE_ARGS ?=
 
 CONFIGURE = cmake -S . -DZEL_WERROR=$(WERROR) $(CMAKE_ARGS)
 
-.PHONY: all deps build build-asan build-tsan test test-asan test-tsan demo install clean
+.PHONY: all deps build build-asan build-tsan test test-asan test-tsan fuzz demo install clean
 
 all: build
 
@@ -41,6 +43,14 @@ test-tsan: build-tsan
 	TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1" \
 		$(TSAN_DIR)/tests/ZelReaderTest --gtest_filter='*Threads*'
 
+# Builds the fuzz targets with clang and libFuzzer, then runs each for FUZZ_SECONDS seconds;
+# inputs that fail land in $(FUZZ_DIR)/findings/ with the command that reproduces them.
+fuzz:
+	@./.ci/deps fuzz
+	CXX=clang++ $(CONFIGURE) -B $(FUZZ_DIR) -DZEL_FUZZ=ON -DZEL_BUILD_TESTS=OFF
+	cmake --build $(FUZZ_DIR) -j $(JOBS) --target fuzz_load fuzz_reader fuzz_tools fuzz_append
+	animcache/src/libzel/tests/fuzz/run-fuzz.sh $(FUZZ_DIR) $(FUZZ_SECONDS)
+
 demo: build
 	mkdir -p $(BUILD_DIR)/demo
 	cd $(BUILD_DIR)/demo && ../bin/zeldemo
@@ -49,4 +59,4 @@ install: build
 	cmake --install $(BUILD_DIR)
 
 clean:
-	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(TSAN_DIR)
+	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(TSAN_DIR) $(FUZZ_DIR)

@@ -11,9 +11,9 @@ namespace Zel {
 
 // Degrees to radians, written as the two precisions have always stored it.
 template <class T>
-constexpr T kDegreesToRadians = T(0.017453292519943295);
+inline constexpr T kDegreesToRadians = T(0.017453292519943295);
 template <>
-constexpr float kDegreesToRadians<float> = 0.017453292f;
+inline constexpr float kDegreesToRadians<float> = 0.017453292f;
 
 // (1 - t)·a0 + t·a1.
 template <class T>
