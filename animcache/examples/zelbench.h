@@ -1,4 +1,4 @@
-// What zelbench's sources share: the cache writer of the read benchmarks, the entry points of the
+// What zelbench's sources share: the cache writers of the benchmarks, the entry points of the
 // write benchmarks (zelbench_write.cpp), the classic read benchmarks (zelbench_classic.cpp) and
 // the reader benchmarks (zelbench_reader.cpp), and the small measuring helpers they use.
 #ifndef ZELBENCH_H
@@ -7,6 +7,9 @@
 #include <chrono>
 #include <fstream>
 #include <string>
+#include <vector>
+
+#include "ZelStatus.h"
 
 // Runs every write benchmark on files named after `path` (`path` + ".fwrite" and so on, in the
 // same directory, each removed after its run) and prints the figures. False when a write fails
@@ -22,6 +25,18 @@ int writerPeakChild(const std::string& path);
 // "mesh0", "mesh1", ...) whose "POSI" holds `vertices` float points; in sample s every point's
 // coordinates are s, s + 1, s + 2. False when a write fails.
 bool writeMeshCache(const char* path, int samples, int objects, int vertices);
+
+// The crowd of transforms the write and the reader benchmarks share: kTransforms transforms over
+// kTransformFrames frames, object o standing at (o, f, 0) in frame f.
+constexpr int kTransforms = 10000, kTransformFrames = 10;
+// Every frame's matrices, frame after frame, object after object, 16 doubles each.
+std::vector<double> transformMatrices();
+// Object `o`'s name, as a scene's path names them.
+std::string transformName(int o);
+// Writes the crowd to `path` with ZelWriter, from create() to close(); `all` is
+// transformMatrices() and `names` every transformName().
+Zel::ZelStatus writeTransforms(const std::string& path, const std::vector<double>& all,
+                               const std::vector<std::string>& names);
 
 // Runs the classic read benchmarks (zelbench_classic.cpp) on files named after `path`, each
 // removed after its run, and prints the figures. False when a read returns other values than

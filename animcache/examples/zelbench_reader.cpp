@@ -50,7 +50,6 @@ constexpr size_t kSampleFloats = 3 * size_t(kPoints);
 constexpr double kSampleBytes = sizeof(float) * double(kSampleFloats);
 constexpr int kRandomReads = 1000;
 constexpr int kViewCalls = 100000;
-constexpr int kTransforms = 10000, kTransformFrames = 10;
 constexpr int kRuns = 5;
 constexpr double kMB = 1e6;
 
@@ -478,34 +477,6 @@ bool benchMesh(const std::string& path, std::vector<Row>& rows) {
 
 // ---- Objects: open and list ----
 
-std::string transformName(int o) {
-    return "|crowd|agent" + std::to_string(o);
-}
-
-// Writes kTransforms transforms over kTransformFrames frames to `path`, object o standing at
-// (o, f, 0) in frame f.
-ZelStatus writeTransforms(const std::string& path) {
-    ZelWriterOptions options;
-    options.application = "zelbench";
-    options.frameCount = kTransformFrames;
-    ZelWriter writer;
-    ZelStatus status = writer.create(path, options);
-    for (int o = 0; o < kTransforms && status.ok(); ++o) {
-        status = writer.addTransform(transformName(o));
-    }
-    for (int f = 0; f < kTransformFrames && status.ok(); ++f) {
-        status = writer.beginFrame(float(1 + f));
-        for (int o = 0; o < kTransforms && status.ok(); ++o) {
-            const double m[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, double(o), double(f), 0, 1};
-            status = writer.setMatrix(o, m);
-        }
-        if (status.ok()) {
-            status = writer.endFrame();
-        }
-    }
-    return status.ok() ? writer.close() : status;
-}
-
 // Seconds of opening `path` with a reader and listing every object's name and kind (the reader
 // closes after the clock stops); -1 when a name or kind is not what was written.
 double openAndList(const std::string& path) {
@@ -543,7 +514,11 @@ double loadCache(const std::string& path) {
 
 // Opening and listing the transforms against loading them, in the table.
 bool benchOpen(const std::string& path, std::vector<Row>& rows) {
-    const ZelStatus written = writeTransforms(path);
+    std::vector<std::string> allNames;
+    for (int o = 0; o < kTransforms; ++o) {
+        allNames.push_back(transformName(o));
+    }
+    const ZelStatus written = writeTransforms(path, transformMatrices(), allNames);
     if (!written.ok()) {
         std::cerr << "zelbench: " << written.message() << '\n';
         return false;

@@ -39,7 +39,6 @@ constexpr int kFrames = 240;
 constexpr int kColumns = 400, kRows = 250;
 constexpr int kVertices = kColumns * kRows;
 constexpr double kFrameBytes = 3.0 * sizeof(float) * kVertices;
-constexpr int kTransforms = 10000, kTransformFrames = 10;
 constexpr int kRuns = 3;
 constexpr double kMB = 1e6;
 
@@ -205,28 +204,10 @@ bool checkMesh(const std::string& path) {
     return true;
 }
 
-// Every frame's matrices, frame after frame, object after object, 16 doubles each (row vectors:
-// the translation fills the last row). Object o at frame f stands at (o, f, 0).
-std::vector<double> transformMatrices() {
-    std::vector<double> m;
-    m.reserve(size_t(16) * kTransforms * kTransformFrames);
-    for (int f = 0; f < kTransformFrames; ++f) {
-        for (int o = 0; o < kTransforms; ++o) {
-            m.insert(m.end(), {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, double(o), double(f), 0, 1});
-        }
-    }
-    return m;
-}
-
 // The 16 values of object `o`'s matrix at frame `f` in `all`.
 std::vector<double> matrixOf(const std::vector<double>& all, int f, int o) {
     const auto first = all.begin() + 16 * (std::ptrdiff_t(f) * kTransforms + o);
     return std::vector<double>(first, first + 16);
-}
-
-// Object `o`'s name, as a scene's path names them.
-std::string transformName(int o) {
-    return "|crowd|agent" + std::to_string(o);
 }
 
 // Whether `path` holds the transforms: every object, every frame, and the last matrix of all.
@@ -307,30 +288,6 @@ ZelStatus writeMesh(const std::string& path, Grid& grid) {
         status = writer.beginFrame(float(1 + f));
         if (status.ok()) {
             status = writer.setPositions(0, grid.positions);
-        }
-        if (status.ok()) {
-            status = writer.endFrame();
-        }
-    }
-    return status.ok() ? writer.close() : status;
-}
-
-// Writes the transforms to `path` with ZelWriter, from create() to close().
-ZelStatus writeTransforms(const std::string& path, const std::vector<double>& all,
-                          const std::vector<std::string>& names) {
-    ZelWriterOptions options;
-    options.application = "zelbench";
-    options.frameCount = kTransformFrames;
-    ZelWriter writer;
-    ZelStatus status = writer.create(path, options);
-    for (int o = 0; o < kTransforms && status.ok(); ++o) {
-        status = writer.addTransform(names[size_t(o)]);
-    }
-    for (int f = 0; f < kTransformFrames && status.ok(); ++f) {
-        status = writer.beginFrame(float(1 + f));
-        const double* frame = all.data() + size_t(16) * kTransforms * size_t(f);
-        for (int o = 0; o < kTransforms && status.ok(); ++o) {
-            status = writer.setMatrix(o, ZelView<double>(frame + 16 * o, 16));
         }
         if (status.ok()) {
             status = writer.endFrame();
@@ -448,6 +405,48 @@ bool benchTransformWrites(const std::string& path) {
 }
 
 }  // namespace
+
+// Every frame's matrices, frame after frame, object after object, 16 doubles each (row vectors:
+// the translation fills the last row). Object o at frame f stands at (o, f, 0).
+std::vector<double> transformMatrices() {
+    std::vector<double> m;
+    m.reserve(size_t(16) * kTransforms * kTransformFrames);
+    for (int f = 0; f < kTransformFrames; ++f) {
+        for (int o = 0; o < kTransforms; ++o) {
+            m.insert(m.end(), {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, double(o), double(f), 0, 1});
+        }
+    }
+    return m;
+}
+
+// Object `o`'s name, as a scene's path names them.
+std::string transformName(int o) {
+    return "|crowd|agent" + std::to_string(o);
+}
+
+// Writes the transforms to `path` with ZelWriter, from create() to close().
+ZelStatus writeTransforms(const std::string& path, const std::vector<double>& all,
+                          const std::vector<std::string>& names) {
+    ZelWriterOptions options;
+    options.application = "zelbench";
+    options.frameCount = kTransformFrames;
+    ZelWriter writer;
+    ZelStatus status = writer.create(path, options);
+    for (int o = 0; o < kTransforms && status.ok(); ++o) {
+        status = writer.addTransform(names[size_t(o)]);
+    }
+    for (int f = 0; f < kTransformFrames && status.ok(); ++f) {
+        status = writer.beginFrame(float(1 + f));
+        const double* frame = all.data() + size_t(16) * kTransforms * size_t(f);
+        for (int o = 0; o < kTransforms && status.ok(); ++o) {
+            status = writer.setMatrix(o, ZelView<double>(frame + 16 * o, 16));
+        }
+        if (status.ok()) {
+            status = writer.endFrame();
+        }
+    }
+    return status.ok() ? writer.close() : status;
+}
 
 bool benchWrites(const std::string& path) {
     const bool mesh = benchMeshWrites(path) && benchWriterPeak(path + ".peak");
