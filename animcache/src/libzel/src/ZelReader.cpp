@@ -329,8 +329,8 @@ ZelStatus ZelReader::attributeView(int object, int attr, int sample, ZelDataView
         return ZelStatus(ZelStatusCode::kInvalidArgument, "no cache is open");
     }
     ZelChunkRef chunk;
-    ZelStatus status = impl_->attributeData(object, attr, sample, chunk);
-    const bool animated = attr < impl_->attributesOf(object).animated;
+    bool animated = false;
+    ZelStatus status = impl_->attributeData(object, attr, sample, chunk, &animated);
     return status.ok() ? impl_->viewOf(chunk, animated, view) : status;
 }
 

@@ -223,21 +223,26 @@ ZelReader::Impl::Attributes ZelReader::Impl::attributesOf(int object) const {
     return a;
 }
 
-ZelStatus ZelReader::Impl::attributeData(int object, int attr, int sample,
-                                         ZelChunkRef& value) const {
+ZelStatus ZelReader::Impl::attributeData(int object, int attr, int sample, ZelChunkRef& value,
+                                         bool* animated) const {
     const Attributes a = attributesOf(object);
+    if (animated != nullptr) {
+        *animated = attr < a.animated;
+    }
     if (attr < 0 || attr >= a.animated + a.statics) {
         return fail(
             ZelStatusCode::kInvalidArgument,
             "object " + std::to_string(object) + " has no attribute " + std::to_string(attr));
     }
-    const std::string what =
-        "attribute " + std::to_string(attr) + " of object " + std::to_string(object);
+    // Named only when something fails: the reads of transform channels pass here often.
+    const auto what = [&] {
+        return "attribute " + std::to_string(attr) + " of object " + std::to_string(object);
+    };
     if (attr >= a.animated) {
         value = a.staticValues.found() ? childAt(bytes(), a.staticValues, attr - a.animated)
                                        : ZelChunkRef();
         return value.found() ? ZelStatus()
-                             : fail(ZelStatusCode::kCorrupt, what + " has no static value");
+                             : fail(ZelStatusCode::kCorrupt, what() + " has no static value");
     }
     ZelChunkRef sobj;
     ZelStatus status = objectSample(object, sample, sobj);
@@ -257,7 +262,7 @@ ZelStatus ZelReader::Impl::attributeData(int object, int attr, int sample,
                                                                : ZelChunkRef();
     return value.found() ? ZelStatus()
                          : fail(ZelStatusCode::kCorrupt,
-                                what + " has no value in sample " + std::to_string(sample));
+                                what() + " has no value in sample " + std::to_string(sample));
 }
 
 ZelStatus ZelReader::Impl::viewOf(const ZelChunkRef& chunk, bool animated,

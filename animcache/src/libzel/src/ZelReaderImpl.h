@@ -72,7 +72,9 @@ struct ZelReader::Impl {
     // The object's "SOBJ" group in `sample`, its whole tree checked.
     ZelStatus objectSample(int object, int sample, ZelChunkRef& sobj) const;
     // The value chunk of attribute `attr` (static, or animated in `sample`).
-    ZelStatus attributeData(int object, int attr, int sample, ZelChunkRef& value) const;
+    // `*animated` (when given) says whether the attribute has a value in every sample.
+    ZelStatus attributeData(int object, int attr, int sample, ZelChunkRef& value,
+                            bool* animated = nullptr) const;
     // Animated and static attribute counts and the chunks holding their names, types and
     // static values.
     struct Attributes {

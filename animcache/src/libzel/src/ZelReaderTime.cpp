@@ -65,43 +65,51 @@ ZelStatus copyReals(const Impl& r, const ZelDataView& v, std::vector<Out>& out) 
     return ZelStatus();
 }
 
-// Points (positions, normals) of `tag` at `time`: the stored values of the first chosen sample
-// converted when nothing is blended, else the blend of every chosen sample's float values.
+// The values at a time from the run's arrays, each read by read(sample, view): the first
+// sample's values converted when nothing is blended, else the blend of every array (each at
+// least as long as the first). `last` receives the last view read, as the helpers report the
+// last read's shape.
+template <class Real, class Out, class Read>
+ZelStatus blendRun(const Impl& r, const ZelRun& run, int order, const Read& read,
+                   std::vector<Out>& out, ZelDataView& last) {
+    const int runSize = run.blend ? order + 1 : 1;
+    ZelDataView views[4];
+    const void* arrays[4] = {};
+    for (int i = 0; i < runSize; ++i) {
+        ZelStatus status = read(run.samples[static_cast<size_t>(i)], views[i]);
+        last = views[i];
+        if (status.ok() && views[i].count < views[0].count) {
+            status = r.fail(ZelStatusCode::kCorrupt, "a sample holds fewer values than the first");
+        }
+        if (!status.ok()) {
+            return status;
+        }
+        arrays[i] = views[i].data;
+    }
+    if (!run.blend) {
+        return copyReals(r, views[0], out);
+    }
+    out.resize(static_cast<size_t>(views[0].count));
+    blendSampleBytes<Real, Out>(order, run.t, arrays, out.size(), out.data());
+    return ZelStatus();
+}
+
+// Points (positions, normals) of `tag` at `time`: blended only when stored as floats.
 template <class Out>
 ZelStatus pointsAt(const Impl& r, int object, uint32 tag, float time, int order,
                    std::vector<Out>& out, ZelValuesInfo* info) {
     if (order < 0) {
         return badOrder(r, order);
     }
-    ZelValuesInfo shape;
     const ZelRun run = chooseRun(r, time, order);
-    ZelDataView views[4];
-    ZelStatus status;
-    if (!run.blend) {
-        status = dataAt(r, object, run.samples[0], tag, views[0]);
-        if (status.ok()) {
-            status = copyReals(r, views[0], out);
-        }
-        shape = ZelValuesInfo{pointDimension(views[0]), views[0].animated};
-    } else {
-        const ZelElementType floats = ZelElementType::kFloat;
-        const void* arrays[4] = {};
-        for (int i = 0; i <= order && status.ok(); ++i) {
-            status = dataAt(r, object, run.samples[static_cast<size_t>(i)], tag, views[i], &floats);
-            if (status.ok() && views[i].count < views[0].count) {
-                status =
-                    r.fail(ZelStatusCode::kCorrupt, "a sample holds fewer values than the first");
-            }
-            arrays[i] = views[i].data;
-            shape = ZelValuesInfo{pointDimension(views[i]), views[i].animated};
-        }
-        if (status.ok()) {
-            out.resize(static_cast<size_t>(views[0].count));
-            blendSampleBytes<float, Out>(order, run.t, arrays, out.size(), out.data());
-        }
-    }
+    const ZelElementType floats = ZelElementType::kFloat;
+    const auto read = [&](int sample, ZelDataView& view) {
+        return dataAt(r, object, sample, tag, view, run.blend ? &floats : nullptr);
+    };
+    ZelDataView last;
+    const ZelStatus status = blendRun<float>(r, run, order, read, out, last);
     if (info != nullptr) {
-        *info = shape;
+        *info = ZelValuesInfo{pointDimension(last), last.animated};
     }
     return status;
 }
@@ -132,36 +140,21 @@ ZelStatus ZelReader::attributeAt(int object, int attr, float time, int order,
         return badOrder(*impl_, order);
     }
     const ZelRun run = chooseRun(*impl_, time, order);
-    const int runSize = run.blend ? order + 1 : 1;
-    ZelDataView views[4];
-    const void* arrays[4] = {};
-    for (int i = 0; i < runSize; ++i) {
-        ZelStatus status =
-            attributeView(object, attr, run.samples[static_cast<size_t>(i)], views[i]);
-        if (status.ok() && views[i].type != ZelElementType::kDouble) {
+    const auto read = [&](int sample, ZelDataView& view) {
+        ZelStatus status = attributeView(object, attr, sample, view);
+        if (status.ok() && view.type != ZelElementType::kDouble) {
             status = impl_->fail(ZelStatusCode::kUnsupported,
                                  "attribute values are answered at a time only when stored as "
                                  "doubles");
         }
-        if (status.ok() && views[i].count < views[0].count) {
-            status =
-                impl_->fail(ZelStatusCode::kCorrupt, "a sample holds fewer values than the first");
-        }
-        if (!status.ok()) {
-            return status;
-        }
-        arrays[i] = views[i].data;
+        return status;
+    };
+    ZelDataView last;
+    const ZelStatus status = blendRun<double>(*impl_, run, order, read, out, last);
+    if (status.ok() && info != nullptr) {
+        *info = ZelValuesInfo{last.dimension, last.animated};
     }
-    out.resize(static_cast<size_t>(views[0].count));
-    if (run.blend) {
-        blendSampleBytes<double, double>(order, run.t, arrays, out.size(), out.data());
-    } else {
-        views[0].copyTo(out.data());
-    }
-    if (info != nullptr) {
-        *info = ZelValuesInfo{views[0].dimension, views[0].animated};
-    }
-    return ZelStatus();
+    return status;
 }
 
 }  // namespace Zel
