@@ -1,12 +1,14 @@
 // zelinfo FILE: prints a summary of the cache FILE.
-#include <iostream>
-
+#include "ToolArgs.h"
 #include "zelUtils.h"
 
 int main(int argc, char** argv) {
-    if (argc != 2) {
-        std::cerr << "usage: zelinfo FILE" << std::endl;
-        return 2;
+    std::vector<std::string> files;
+    const int early =
+        ZelTools::classicFrontEnd(argc, argv, "zelinfo", "zelinfo FILE",
+                                  "Prints a summary of the cache FILE.", 1, false, files);
+    if (early >= 0) {
+        return early;
     }
-    return zelinfo(argv[1]) == 0 ? 0 : 1;
+    return zelinfo(files[0].c_str()) == 0 ? 0 : 1;
 }

@@ -1,12 +1,14 @@
 // zeltest FILE: writes a small test cache to FILE.
-#include <iostream>
-
+#include "ToolArgs.h"
 #include "zelUtils.h"
 
 int main(int argc, char** argv) {
-    if (argc != 2) {
-        std::cerr << "usage: zeltest FILE" << std::endl;
-        return 2;
+    std::vector<std::string> files;
+    const int early =
+        ZelTools::classicFrontEnd(argc, argv, "zeltest", "zeltest FILE",
+                                  "Writes a small test cache to FILE.", 1, false, files);
+    if (early >= 0) {
+        return early;
     }
-    return zeltest(argv[1]) == 0 ? 0 : 1;
+    return zeltest(files[0].c_str()) == 0 ? 0 : 1;
 }

@@ -28,6 +28,7 @@
 #include "ZelStatus.h"
 #include "ZelStitch.h"
 #include "ZelTypes.h"
+#include "ZelVersion.h"
 #include "ZelView.h"
 #include "ZelWriter.h"
 #include "zelUtils.h"

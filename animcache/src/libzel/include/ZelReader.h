@@ -166,6 +166,12 @@ class ZEL_API ZelReader {
     std::unique_ptr<Impl> impl_;
 };
 
+// Whether `path` can be opened and begins as a cache does, without reading further: kNotFound or
+// kIo ("cannot open 'x.zel': No such file or directory"), kNotACache ("'x.txt' is not a cache file
+// (it starts with "hell")"), else ok. Tools call it to explain a refusal before handing the file
+// to code that only says that it failed.
+ZEL_API ZelStatus probeCacheFile(const std::string& path);
+
 }  // namespace Zel
 
 #endif

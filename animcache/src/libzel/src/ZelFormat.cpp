@@ -99,6 +99,24 @@ bool uniformRate(const float* times, size_t n, float& rate) {
     return true;
 }
 
+std::string notACacheMessage(const std::string& path, const unsigned char* bytes, uint64 size) {
+    std::string message = "'" + path + "' is not a cache file (it ";
+    if (size == 0) {
+        return message + "is empty)";
+    }
+    message += "starts with \"";
+    for (uint64 i = 0; i < size && i < 4; ++i) {
+        const unsigned char c = bytes[i];
+        if (c >= 0x20 && c < 0x7f && c != '"' && c != '\\') {
+            message += static_cast<char>(c);
+        } else {
+            static const char kHex[] = "0123456789abcdef";
+            message += {'\\', 'x', kHex[c >> 4], kHex[c & 15]};
+        }
+    }
+    return message + "\")";
+}
+
 int64 dateStampNow() {
     return static_cast<int64>(std::time(nullptr));
 }

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstring>
 #include <ostream>
+#include <string>
 #include <vector>
 
 #include "ZelFile.h"
@@ -339,6 +340,16 @@ bool uniformRate(const float* times, size_t n, float& rate);
 
 // The date stamp of a save made now: seconds since 1970.
 int64 dateStampNow();
+
+// Whether `size` bytes at `bytes` begin with the tag of a cache's identification chunk.
+inline bool startsAsCache(const unsigned char* bytes, uint64 size) {
+    return size >= 4 && std::memcmp(bytes, "DZEL", 4) == 0;
+}
+
+// Why the file at `path`, whose first `size` bytes are `bytes`, is not a cache, in words for
+// people: "'x.txt' is not a cache file (it starts with "hell")", or "(it is empty)"; bytes that
+// do not print are shown as \xNN.
+std::string notACacheMessage(const std::string& path, const unsigned char* bytes, uint64 size);
 
 // What an in-place append builds on: where the metadata and the last samples section lie, and
 // the entries of every section's tables in file order.

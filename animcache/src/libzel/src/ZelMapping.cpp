@@ -43,14 +43,14 @@ ZelStatus ZelMapping::open(const std::string& path) {
     close();
     Descriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC)};
     if (file.fd < 0) {
-        return ZelStatus::fromErrno(errno, path);
+        return ZelStatus::fromErrno(errno, "cannot open '" + path + "'");
     }
     struct stat st {};
     if (::fstat(file.fd, &st) != 0) {
-        return ZelStatus::fromErrno(errno, path);
+        return ZelStatus::fromErrno(errno, "cannot open '" + path + "'");
     }
     if (S_ISDIR(st.st_mode)) {
-        return ZelStatus(ZelStatusCode::kNotACache, path + ": is a directory");
+        return ZelStatus(ZelStatusCode::kNotACache, "cannot open '" + path + "': Is a directory");
     }
     if (!S_ISREG(st.st_mode)) {
         return readWhole(file.fd, false, path);

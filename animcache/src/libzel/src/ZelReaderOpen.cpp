@@ -29,14 +29,23 @@ bool is(const ZelHeader& h, uint32 tag, uint8 type, int64 length = -1) {
 
 }  // namespace
 
+ZelStatus probeCacheFile(const std::string& path) {
+    ZelMapping map;
+    ZelStatus status = map.open(path);
+    if (status.ok() && !startsAsCache(map.data(), map.size())) {
+        status =
+            ZelStatus(ZelStatusCode::kNotACache, notACacheMessage(path, map.data(), map.size()));
+    }
+    return status;
+}
+
 ZelStatus ZelReader::Impl::load() {
     ZelByteStream s(bytes(), map.size());
     ZelHeader h;
-    if (!s.readHeader(h) || h.tag != kTagDZEL) {
-        return fail(ZelStatusCode::kNotACache,
-                    "not a cache file (it does not begin with a \"DZEL\" chunk)");
+    if (!startsAsCache(bytes(), map.size())) {
+        return ZelStatus(ZelStatusCode::kNotACache, notACacheMessage(path, bytes(), map.size()));
     }
-    if (!is(h, kTagDZEL, kTypeInt64, 8) || s.bytesLeft() < 8) {
+    if (!s.readHeader(h) || !is(h, kTagDZEL, kTypeInt64, 8) || s.bytesLeft() < 8) {
         return fail(ZelStatusCode::kCorrupt, "error reading DZEL chunk");
     }
     version = readScalar<int64>(bytes(), s.tell());

@@ -57,7 +57,8 @@ TEST(zelUtilsTest, ZeltestWritesTheFixedCacheOrReportsTheFailedStepOnce) {
 }
 
 // Each command prints what its function prints and exits 0 or 1 by the function's result (zeldiff
-// by diff's own status, 2 for trouble), or 2 with a usage line when the arguments do not fit.
+// by diff's own status, 2 for trouble such as a file it cannot dump), or 2 with a usage line when
+// the arguments do not fit.
 TEST(zelTools, PrintWhatTheirFunctionsPrintAndExitByTheResult) {
     TempDir tmp;
     const std::string a = tmp.file("a.zel"), b = tmp.file("b.zel"), none = tmp.file("none.zel");
@@ -94,7 +95,7 @@ TEST(zelTools, PrintWhatTheirFunctionsPrintAndExitByTheResult) {
         {"zeldiff", a + " " + a, 0, diff(a, a, nullptr)},
         {"zeldiff", a + " " + b + " -b -e", 1, diff(a, b, "-b -e")},  // options joined by a blank
         {"zeldiff", a + " " + b + " --no-such-option", 2, diff(a, b, "--no-such-option")},
-        {"zeldiff", a + " " + none, 1, diff(a, none, nullptr)},
+        {"zeldiff", a + " " + none, 2, diff(a, none, nullptr)},
         {"zeldiff", a, 2, usage("zeldiff FILE1 FILE2 [DIFF-OPTIONS...]")},
     };
     for (const auto& row : rows) {
