@@ -79,11 +79,11 @@ inline void damageSmallCache(const std::string& path, long headerAt, Zel::int64 
     writeFileBytes(path, bytes);
 }
 
-// Runs the built tool `name` (next to the test programs, or in $ZEL_TOOLS_DIR) with `args`,
-// output and errors going to the files `out` and `err`; its exit status, -1 when it did not exit,
-// -2 when the tool is not built.
+// Runs the built tool `name` (next to the test programs, or in $ZEL_TOOLS_DIR) with `args`, in
+// the directory `cwd` when given, output and errors going to the files `out` and `err`; its exit
+// status, -1 when it did not exit, -2 when the tool is not built.
 inline int runTool(const std::string& name, const std::string& args, const std::string& out,
-                   const std::string& err) {
+                   const std::string& err, const std::string& cwd = "") {
     std::string dir;
     if (const char* env = std::getenv("ZEL_TOOLS_DIR")) {
         dir = env;
@@ -97,7 +97,8 @@ inline int runTool(const std::string& name, const std::string& args, const std::
     if (access(tool.c_str(), X_OK) != 0) {
         return -2;
     }
-    const int status = std::system((tool + " " + args + " >" + out + " 2>" + err).c_str());
+    const std::string in = cwd.empty() ? "" : "cd '" + cwd + "' && ";
+    const int status = std::system((in + tool + " " + args + " >" + out + " 2>" + err).c_str());
     return status != -1 && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 

@@ -1,0 +1,178 @@
+// The zel command and the classic tools' front ends, run as people run them: output, exit status
+// and messages on the demo cache, damaged copies, files that are not caches and wrong usage.
+#include <nlohmann/json.hpp>
+
+#include "ZelVersion.h"
+#include "support/TempDir.h"
+#include "support/UtilsRun.h"
+
+using namespace Zel;
+using ZelTest::TempDir;
+using Json = nlohmann::json;
+
+namespace {
+
+// A run of a built tool in `dir`: exit status, standard output and standard error.
+struct ToolRun {
+    int status;
+    std::string out, err;
+};
+
+class ZelCommand : public testing::Test {
+  protected:
+    void SetUp() override {
+        if (ZelTest::runTool("zeldemo", "", out_, err_, dir.path()) == -2) {
+            GTEST_SKIP() << "the tools are not built";
+        }
+        demo = dir.file("demo.zel");
+        ASSERT_TRUE(reader.open(demo).ok());
+    }
+    ToolRun run(const std::string& tool, const std::string& args) const {
+        const int status = ZelTest::runTool(tool, args, out_, err_, dir.path());
+        return ToolRun{status, ZelTest::fileText(out_), ZelTest::fileText(err_)};
+    }
+    ToolRun zel(const std::string& args) const { return run("zel", args); }
+
+    TempDir dir;
+    std::string demo;
+    ZelReader reader;
+
+  private:
+    std::string out_ = dir.file(".out"), err_ = dir.file(".err");
+};
+
+}  // namespace
+
+// Files that cannot be read say why, each the same way in every command, and exit 2; so does
+// wrong usage, with the usage line; --help and --version answer on standard output.
+TEST_F(ZelCommand, ExplainsRefusalsAndUsageWithExitTwo) {
+    ZelTest::writeFileBytes(dir.file("notes.txt"), {'h', 'e', 'l', 'l', 'o', '\n'});
+    ZelTest::writeFileBytes(dir.file("empty.zel"), {});
+    const struct {
+        std::string args;
+        std::string err;  // the start of standard error
+    } rows[] = {
+        {"ls missing.zel", "zel: cannot open 'missing.zel': No such file or directory\n"},
+        {"info notes.txt", "zel: 'notes.txt' is not a cache file (it starts with \"hell\")\n"},
+        {"dump empty.zel", "zel: 'empty.zel' is not a cache file (it is empty)\n"},
+        {"sample . a 1", "zel: cannot open '.': Is a directory\n"},
+        {"diff demo.zel missing.zel", "zel: cannot open 'missing.zel'"},
+        {"", "usage: zel COMMAND"},
+        {"frobnicate", "zel: unknown command 'frobnicate'"},
+        {"ls", "zel ls: expected one FILE\nusage: zel ls FILE [--json]\n"},
+        {"ls --long demo.zel", "zel ls: unknown option '--long'\n"},
+        {"sample demo.zel pivot soon", "zel sample: TIME 'soon' is not a number\n"},
+        {"sample demo.zel pivot 1 --order 4", "zel sample: the order is 0, 1, 2 or 3\n"},
+        {"sample demo.zel pivot 1 --format xml", "zel sample: the format is csv or json\n"},
+        {"sample demo.zel nothing 1", "zel: 'demo.zel' has no object 'nothing'\n"},
+    };
+    for (const auto& row : rows) {
+        const ToolRun r = zel(row.args);
+        EXPECT_EQ(r.status, 2) << row.args;
+        EXPECT_EQ(r.err.rfind(row.err, 0), 0u) << row.args << "\n" << r.err;
+        EXPECT_EQ(r.out, "") << row.args;
+    }
+    const std::string version = std::string("(libzel) ") + ZEL_VERSION_STRING + "\n";
+    EXPECT_EQ(std::string(zelVersion()), ZEL_VERSION_STRING);
+    for (const char* tool : {"zel", "zelinfo", "zel2txt", "zeldiff", "zeltest"}) {
+        const ToolRun v = run(tool, "--version");
+        EXPECT_EQ(v.status, 0);
+        EXPECT_EQ(v.out, std::string(tool) + " " + version);
+        const ToolRun h = run(tool, "--help");
+        EXPECT_EQ(h.status, 0);
+        EXPECT_EQ(h.out.rfind("usage: " + std::string(tool), 0), 0u) << h.out;
+        // An option where a file name goes is refused, never read or written as a file.
+        EXPECT_EQ(run(tool, "--frames").status, 2) << tool;
+    }
+    EXPECT_EQ(zel("ls --help").out.rfind("usage: zel ls FILE [--json]\n", 0), 0u);
+    EXPECT_EQ(ZelTest::readFileBytes(dir.file("--help")).size(), 0u) << "zeltest wrote --help";
+    EXPECT_EQ(run("zeltest", "-- -x.zel").status, 0) << "-- ends the options";
+}
+
+// The listing's JSON says what the reader says; the text has a header and one line per object.
+TEST_F(ZelCommand, LsListsEveryObjectAsTheReaderSeesIt) {
+    const ToolRun text = zel("ls demo.zel");
+    ASSERT_EQ(text.status, 0) << text.err;
+    EXPECT_EQ(text.out.substr(0, text.out.find('\n')),
+              "demo.zel: 36 samples, frames 1 to 36, 1 sample per frame, 6 objects");
+    EXPECT_NE(text.out.find("|scene|ripple        mesh                    4096 points  static: "
+                            "rmanP__Pref\n"),
+              std::string::npos)
+        << text.out;
+    const ToolRun js = zel("ls --json demo.zel");
+    ASSERT_EQ(js.status, 0);
+    const Json j = Json::parse(js.out);
+    EXPECT_EQ(j["samples"], reader.sampleCount());
+    EXPECT_EQ(j["lastTime"].get<float>(), reader.lastTime());
+    ASSERT_EQ(j["objects"].size(), size_t(reader.objectCount()));
+    for (int o = 0; o < reader.objectCount(); ++o) {
+        const Json& obj = j["objects"][size_t(o)];
+        EXPECT_EQ(obj["name"], std::string(reader.objectName(o)));
+        EXPECT_EQ(obj["kind"], kindName(reader.objectKind(o)));
+        EXPECT_EQ(obj["points"], reader.pointCount(o, 0));
+        EXPECT_EQ(obj["staticAttributes"].size() + obj["animatedAttributes"].size(),
+                  size_t(reader.attributeCount(o)));
+    }
+}
+
+// zel sample prints, in CSV and JSON, exactly what the reader answers at a fractional time.
+TEST_F(ZelCommand, SampleAnswersExactlyWhatTheReaderAnswers) {
+    std::vector<float> points;
+    ASSERT_TRUE(reader.positionsAt(0, 12.5f, 3, points).ok());
+    const ToolRun csv = zel("sample demo.zel ripple 12.5 --order 3");
+    ASSERT_EQ(csv.status, 0) << csv.err;
+    std::istringstream lines(csv.out);
+    std::string line;
+    std::getline(lines, line);
+    EXPECT_EQ(line, "point,x,y,z");
+    size_t n = 0;
+    for (; std::getline(lines, line); ++n) {
+        float x, y, z;
+        int index;
+        ASSERT_EQ(std::sscanf(line.c_str(), "%d,%f,%f,%f", &index, &x, &y, &z), 4) << line;
+        ASSERT_EQ(index, int(n));
+        ASSERT_EQ(x, points[3 * n]);
+        ASSERT_EQ(y, points[3 * n + 1]);
+        ASSERT_EQ(z, points[3 * n + 2]) << line;
+    }
+    EXPECT_EQ(3 * n, points.size());
+
+    std::array<double, 16> m;
+    ASSERT_TRUE(reader.matrixAt(1, 7.25f, 1, m).ok());
+    const Json pivot = Json::parse(zel("sample demo.zel pivot 7.25 --format json").out);
+    EXPECT_EQ(pivot["kind"], "transform");
+    for (size_t i = 0; i < 16; ++i) {
+        EXPECT_EQ(pivot["matrix"][i / 4][i % 4].get<double>(), m[i]);
+    }
+    std::vector<double> weight;
+    ASSERT_TRUE(reader.attributeAt(4, 0, 3.5f, 1, weight).ok());
+    EXPECT_EQ(zel("sample demo.zel target 3.5").out,
+              "attribute,values\nweight," + Json(weight[0]).dump() + "\n");
+    std::vector<float> cvs;
+    ASSERT_TRUE(reader.controlPointsAt(3, 2.5f, 0, cvs).ok());
+    const Json flag = Json::parse(zel("sample demo.zel flag 2.5 --order 0 --format json").out);
+    ASSERT_EQ(flag["controlPoints"].size() * 4, cvs.size());
+    EXPECT_EQ(flag["controlPoints"][7][1].get<float>(), cvs[29]);
+}
+
+// The classic summary, dump and comparison under zel print what the classic tools print.
+TEST_F(ZelCommand, ClassicSubcommandsPrintWhatTheClassicToolsPrint) {
+    ASSERT_EQ(std::system(("cp '" + demo + "' '" + dir.file("copy.zel") + "'").c_str()), 0);
+    const struct {
+        const char* sub;
+        const char* tool;
+        const char* args;
+        int status;
+    } rows[] = {{"info", "zelinfo", "demo.zel", 0},
+                {"dump", "zel2txt", "demo.zel", 0},
+                {"diff", "zeldiff", "demo.zel copy.zel", 0},
+                {"diff", "zeldiff", "demo.zel copy.zel -q", 0}};
+    for (const auto& row : rows) {
+        const ToolRun classic = run(row.tool, row.args),
+                      viaZel = zel(std::string(row.sub) + " " + row.args);
+        EXPECT_EQ(viaZel.status, row.status) << row.sub;
+        EXPECT_EQ(classic.status, row.status) << row.tool;
+        EXPECT_EQ(viaZel.out, classic.out) << row.sub;
+        EXPECT_FALSE(viaZel.out.empty() && row.status == 0 && std::string(row.sub) != "diff");
+    }
+}
