@@ -47,6 +47,7 @@ struct ZelReader::Impl {
     float rate = 1.0f;
     std::vector<TimeEntry> times;
     std::vector<JumpEntry> jumps;
+    ZelChunkRef metadata;  // the "META" chunk
     std::vector<Object> objects;
     // The first object of each name.
     std::unordered_map<std::string_view, int> byName;
@@ -58,11 +59,17 @@ struct ZelReader::Impl {
     ZelStatus fail(ZelStatusCode code, const std::string& reason) const;
 
     // ---- Open (ZelReaderOpen.cpp) ----
+    // Everything below: the file's identification, metadata and samples sections.
     ZelStatus load();
+    // The identification and the metadata alone, checked as load() checks them.
+    ZelStatus loadHead();
     ZelStatus readMetadata(const ZelChunkRef& meta);
     ZelStatus readObject(const ZelChunkRef& dobj);
     ZelStatus readSections(int64 from);
     ZelStatus checkSamples() const;
+
+    // What object `object` (an index in range) is, decided as the helper object factory decides.
+    ZelObjectKind objectKind(int object) const;
 
     // ---- Lookups (ZelReaderData.cpp); every one checks what it reads against the file ----
     // The chunk tagged `tag` where the helper objects look: the object's definition (outside its

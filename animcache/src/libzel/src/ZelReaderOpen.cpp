@@ -30,6 +30,15 @@ bool is(const ZelHeader& h, uint32 tag, uint8 type, int64 length = -1) {
 }  // namespace
 
 ZelStatus ZelReader::Impl::load() {
+    ZelStatus status = loadHead();
+    if (!status.ok() || numSamples == 0) {
+        return status;
+    }
+    status = readSections(metadata.end());
+    return status.ok() ? checkSamples() : status;
+}
+
+ZelStatus ZelReader::Impl::loadHead() {
     ZelByteStream s(bytes(), map.size());
     ZelHeader h;
     if (!s.readHeader(h) || h.tag != kTagDZEL) {
@@ -52,13 +61,8 @@ ZelStatus ZelReader::Impl::load() {
             return fail(ZelStatusCode::kCorrupt, "error skipping chunk");
         }
     }
-    ZelChunkRef meta{s.tell() - kHeaderSize, h};
-    ZelStatus status = readMetadata(meta);
-    if (!status.ok() || numSamples == 0) {
-        return status;
-    }
-    status = readSections(meta.end());
-    return status.ok() ? checkSamples() : status;
+    metadata = ZelChunkRef{s.tell() - kHeaderSize, h};
+    return readMetadata(metadata);
 }
 
 ZelStatus ZelReader::Impl::readMetadata(const ZelChunkRef& meta) {
