@@ -54,6 +54,15 @@ struct ZelReader::Impl {
 
     const unsigned char* bytes() const { return map.data(); }
     int64 size() const { return static_cast<int64>(map.size()); }
+    // For a chunk read through once: maps the pages of the chunk at `offset` ahead of the read
+    // (`need`), or lets go of them after it, so that few stay mapped (see ZelMapping).
+    void adviseChunk(int64 offset, bool need) const {
+        ZelHeader h;
+        if (offset >= 0 && decodeHeader(bytes(), map.size(), uint64(offset), h) && h.length >= 0) {
+            const uint64 length = uint64(kHeaderSize) + uint64(h.length);
+            need ? map.prefetch(uint64(offset), length) : map.release(uint64(offset), length);
+        }
+    }
     ZelSampleClock clock() const;
     // "<path>: <reason>" with `code`.
     ZelStatus fail(ZelStatusCode code, const std::string& reason) const;
