@@ -118,6 +118,9 @@ ZelStatus ZelWriter::Impl::closeFrame(int64 start, bool ok) {
     if (!ok || !file.flush()) {
         return ioFailure("writing the frame at " + std::to_string(frameTime));
     }
+    if (!appending) {
+        replace.writeBack(file.tell());
+    }
     jumps.push_back(start);
     if (!uniform) {
         times.push_back(frameTime);
