@@ -1,6 +1,7 @@
 // What zelbench's sources share: the cache writers of the benchmarks, the entry points of the
-// write benchmarks (zelbench_write.cpp), the classic read benchmarks (zelbench_classic.cpp) and
-// the reader benchmarks (zelbench_reader.cpp), and the small measuring helpers they use.
+// write benchmarks (zelbench_write.cpp), the classic read benchmarks (zelbench_classic.cpp), the
+// reader benchmarks (zelbench_reader.cpp) and the stitch benchmark (zelbench_stitch.cpp), and the
+// small measuring helpers they use.
 #ifndef ZELBENCH_H
 #define ZELBENCH_H
 
@@ -47,6 +48,11 @@ bool benchClassicReads(const std::string& path);
 // and a cache of transforms beside it, reads both with ZelReader next to raw limits, prints one
 // table and removes both files. False when a read differs from what was written.
 bool benchReader(const std::string& path);
+
+// Runs the stitch benchmark (zelbench_stitch.cpp): writes two 240-frame mesh caches named after
+// `path`, times copying them into one file and stitchCaches of them, prints the figures and
+// removes every file. False when a step fails or the stitched file holds other values.
+bool benchStitch(const std::string& path);
 
 // Seconds since `start` on the steady clock.
 inline double secondsSince(std::chrono::steady_clock::time_point start) {

@@ -25,7 +25,8 @@ struct ZelRepairReport {
 // including samples that an append wrote and whose commit did not finish. Every reader loads the
 // result. `output` may be `input`: the repaired file then replaces it in one rename, and until
 // then (and on any failure) the input is as it was. Fails (kCorrupt) when not even the metadata
-// can be read, (kNotFound, kIo, kNotACache) as the system or the file says.
+// can be read or it gives no usable sampling rate, (kNotFound, kIo, kNotACache) as the system or
+// the file says. `report` is filled on success.
 ZEL_API ZelStatus repairCache(const std::string& input, const std::string& output,
                               ZelRepairReport& report, const ZelProgress& progress = {});
 

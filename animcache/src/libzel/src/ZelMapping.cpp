@@ -69,6 +69,47 @@ ZelStatus ZelMapping::open(const std::string& path) {
     return ZelStatus();
 }
 
+namespace {
+
+// Gives `advice` for the whole pages around [offset, offset + length) of the `size` bytes mapped at
+// `data`. Only a hint: errno is kept, and where the system refuses, reads work as they always do.
+[[maybe_unused]] void advise(const unsigned char* data, uint64 size, uint64 offset, uint64 length,
+                             int advice) {
+    if (offset >= size) {
+        return;
+    }
+    const int err = errno;
+    const auto page = static_cast<uint64>(::sysconf(_SC_PAGESIZE));
+    const uint64 start = offset - offset % page;
+    const uint64 end = offset + std::min(length, size - offset);
+    ::madvise(const_cast<unsigned char*>(data) + start, static_cast<size_t>(end - start), advice);
+    errno = err;
+}
+
+}  // namespace
+
+void ZelMapping::prefetch(uint64 offset, uint64 length) const {
+#ifdef MADV_POPULATE_READ
+    if (mapped_) {
+        advise(data_, size_, offset, length, MADV_POPULATE_READ);
+    }
+#else
+    static_cast<void>(offset);
+    static_cast<void>(length);
+#endif
+}
+
+void ZelMapping::release(uint64 offset, uint64 length) const {
+#ifdef MADV_DONTNEED
+    if (mapped_) {
+        advise(data_, size_, offset, length, MADV_DONTNEED);
+    }
+#else
+    static_cast<void>(offset);
+    static_cast<void>(length);
+#endif
+}
+
 ZelStatus ZelMapping::readWhole(int fd, bool seekable, const std::string& path) {
     // Without a size up front (a pipe, a device) the bytes are read in growing steps.
     uint64 capacity = 1 << 16;

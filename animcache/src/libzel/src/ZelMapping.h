@@ -27,6 +27,13 @@ class ZelMapping {
     uint64 size() const { return size_; }
     // Whether the bytes are a mapping (false: a copy read with pread).
     bool mapped() const { return mapped_; }
+    // Asks the system to map the pages of [offset, offset + length) now, in one call instead of a
+    // fault every few pages, for bytes about to be read through; nothing where it cannot.
+    void prefetch(uint64 offset, uint64 length) const;
+    // Lets go of the pages of [offset, offset + length) after they were read through, so that a
+    // pass over a large file keeps few of them mapped; they map again when read. Nothing where
+    // the system cannot.
+    void release(uint64 offset, uint64 length) const;
 
   private:
     // Reads everything `fd` holds into memory: pread where it can seek, read where it cannot.

@@ -225,6 +225,10 @@ ZelObjectKind ZelReader::objectKind(int object) const {
     if (object < 0 || object >= objectCount()) {
         return ZelObjectKind::kOther;
     }
+    return impl_->objectKind(object);
+}
+
+ZelObjectKind ZelReader::Impl::objectKind(int object) const {
     // The first of these tags the object has decides, in its definition or in the sample at the
     // first time, as the helper object factory decides.
     static const std::pair<uint32, ZelObjectKind> kinds[] = {
@@ -238,8 +242,8 @@ ZelObjectKind ZelReader::objectKind(int object) const {
         }
         return WalkStep::kDescend;
     };
-    const Impl::Object& def = impl_->objects[static_cast<size_t>(object)];
-    walkChunks(impl_->bytes(), def.def.payload(), def.def.end(),
+    const Object& def = objects[static_cast<size_t>(object)];
+    walkChunks(bytes(), def.def.payload(), def.def.end(),
                [&](int64 at, const ZelHeader& h, int depth) {
                    // The definition's name and attribute definition hold no kind.
                    if (depth == 0 && ((h.tag == kTagNAME && h.type == kTypeCstr) ||
@@ -250,8 +254,8 @@ ZelObjectKind ZelReader::objectKind(int object) const {
                });
     // Only a transform's tag outranks whatever the sample might add.
     ZelChunkRef sobj;
-    if ((found & 1u) == 0 && impl_->objectSample(object, sampleAt(firstTime()), sobj).ok()) {
-        walkChunks(impl_->bytes(), sobj.payload(), sobj.end(), note);
+    if ((found & 1u) == 0 && objectSample(object, clock().sampleIndex(firstTime), sobj).ok()) {
+        walkChunks(bytes(), sobj.payload(), sobj.end(), note);
     }
     for (unsigned k = 0; k < 6; ++k) {
         if ((found & (1u << k)) != 0) {

@@ -47,22 +47,38 @@ struct ZelReader::Impl {
     float rate = 1.0f;
     std::vector<TimeEntry> times;
     std::vector<JumpEntry> jumps;
+    ZelChunkRef metadata;  // the "META" chunk
     std::vector<Object> objects;
     // The first object of each name.
     std::unordered_map<std::string_view, int> byName;
 
     const unsigned char* bytes() const { return map.data(); }
     int64 size() const { return static_cast<int64>(map.size()); }
+    // For a chunk read through once: maps the pages of the chunk at `offset` ahead of the read
+    // (`need`), or lets go of them after it, so that few stay mapped (see ZelMapping).
+    void adviseChunk(int64 offset, bool need) const {
+        ZelHeader h;
+        if (offset >= 0 && decodeHeader(bytes(), map.size(), uint64(offset), h) && h.length >= 0) {
+            const uint64 length = uint64(kHeaderSize) + uint64(h.length);
+            need ? map.prefetch(uint64(offset), length) : map.release(uint64(offset), length);
+        }
+    }
     ZelSampleClock clock() const;
     // "<path>: <reason>" with `code`.
     ZelStatus fail(ZelStatusCode code, const std::string& reason) const;
 
     // ---- Open (ZelReaderOpen.cpp) ----
+    // Everything below: the file's identification, metadata and samples sections.
     ZelStatus load();
+    // The identification and the metadata alone, checked as load() checks them.
+    ZelStatus loadHead();
     ZelStatus readMetadata(const ZelChunkRef& meta);
     ZelStatus readObject(const ZelChunkRef& dobj);
     ZelStatus readSections(int64 from);
     ZelStatus checkSamples() const;
+
+    // What object `object` (an index in range) is, decided as the helper object factory decides.
+    ZelObjectKind objectKind(int object) const;
 
     // ---- Lookups (ZelReaderData.cpp); every one checks what it reads against the file ----
     // The chunk tagged `tag` where the helper objects look: the object's definition (outside its

@@ -40,6 +40,15 @@ ZelStatus probeCacheFile(const std::string& path) {
 }
 
 ZelStatus ZelReader::Impl::load() {
+    ZelStatus status = loadHead();
+    if (!status.ok() || numSamples == 0) {
+        return status;
+    }
+    status = readSections(metadata.end());
+    return status.ok() ? checkSamples() : status;
+}
+
+ZelStatus ZelReader::Impl::loadHead() {
     ZelByteStream s(bytes(), map.size());
     ZelHeader h;
     if (!startsAsCache(bytes(), map.size())) {
@@ -61,13 +70,8 @@ ZelStatus ZelReader::Impl::load() {
             return fail(ZelStatusCode::kCorrupt, "error skipping chunk");
         }
     }
-    ZelChunkRef meta{s.tell() - kHeaderSize, h};
-    ZelStatus status = readMetadata(meta);
-    if (!status.ok() || numSamples == 0) {
-        return status;
-    }
-    status = readSections(meta.end());
-    return status.ok() ? checkSamples() : status;
+    metadata = ZelChunkRef{s.tell() - kHeaderSize, h};
+    return readMetadata(metadata);
 }
 
 ZelStatus ZelReader::Impl::readMetadata(const ZelChunkRef& meta) {

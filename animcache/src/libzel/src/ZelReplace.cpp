@@ -23,6 +23,9 @@ constexpr size_t kMaxNameInTemp = 200;
 constexpr size_t kMaxLink = 65536;
 // Names tried before giving up when every one is taken.
 constexpr int kTempAttempts = 100;
+// How many bytes of a new file collect before writeBack() asks for them to go to disk: enough to
+// make each request worth a call, little against the memory that holds them meanwhile.
+constexpr int64 kWriteBackStep = int64(16) << 20;
 
 // The errno of a call that just failed, never 0: a failure must not read as success.
 int failure() {
@@ -87,8 +90,9 @@ bool resolve(std::string& path, struct stat& st, bool& exists) {
 }
 
 // Creates a new file named `prefix` plus six random characters with the default permissions
-// (0666 less the umask) and returns its name in `path`. False with errno set.
-bool createTemp(const std::string& prefix, std::string& path) {
+// (0666 less the umask) and returns its name in `path` and a descriptor open on it in `fd`. False
+// with errno set.
+bool createTemp(const std::string& prefix, std::string& path, int& fd) {
     static const char kChars[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
     // Names need only differ from those of other writers in the same directory at the same time;
     // O_EXCL settles any clash.
@@ -102,15 +106,9 @@ bool createTemp(const std::string& prefix, std::string& path) {
         for (int i = 0; i < 6; ++i) {
             path += kChars[pick(rng)];
         }
-        const int fd = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        fd = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
         if (fd >= 0) {
-            if (close(fd) == 0) {
-                return true;
-            }
-            const int err = errno;
-            unlink(path.c_str());
-            errno = err;
-            return false;
+            return true;
         }
         if (errno != EEXIST) {
             return false;
@@ -136,11 +134,32 @@ bool syncDirectory(const std::string& dir) {
 }  // namespace
 
 ZelReplace::~ZelReplace() {
+    const int err = errno;
+    closeTemp();
     if (!temp_.empty()) {
-        const int err = errno;
         unlink(temp_.c_str());
+    }
+    errno = err;
+}
+
+void ZelReplace::closeTemp() {
+    if (fd_ >= 0) {
+        close(fd_);
+        fd_ = -1;
+    }
+}
+
+void ZelReplace::writeBack(int64 upTo) {
+#ifdef SYNC_FILE_RANGE_WRITE
+    if (fd_ >= 0 && upTo - writtenBack_ >= kWriteBackStep) {
+        const int err = errno;
+        sync_file_range(fd_, writtenBack_, upTo - writtenBack_, SYNC_FILE_RANGE_WRITE);
+        writtenBack_ = upTo;
         errno = err;
     }
+#else
+    static_cast<void>(upTo);
+#endif
 }
 
 bool ZelReplace::begin(const char* target, ZelFile& file) {
@@ -175,10 +194,11 @@ bool ZelReplace::begin(const char* target, ZelFile& file) {
     keepMode_ = exists;
     mode_ = st.st_mode & 07777;
     std::string temp;
-    if (!createTemp(dir_ + "/." + name.substr(0, kMaxNameInTemp) + ".tmp-", temp)) {
+    if (!createTemp(dir_ + "/." + name.substr(0, kMaxNameInTemp) + ".tmp-", temp, fd_)) {
         return false;
     }
     temp_ = temp;
+    writtenBack_ = 0;
     if (!file.open(temp_.c_str(), "w+")) {
         abandon(file);
         return false;
@@ -197,6 +217,7 @@ bool ZelReplace::commit(ZelFile& file) {
     if (!file.close() && err == 0) {
         err = failure();
     }
+    closeTemp();
     if (err == 0 && keepMode_ && chmod(temp_.c_str(), mode_) != 0) {
         err = failure();
     }
@@ -215,6 +236,7 @@ bool ZelReplace::commit(ZelFile& file) {
 void ZelReplace::abandon(ZelFile& file) {
     const int err = errno;
     file.close();
+    closeTemp();
     if (!temp_.empty()) {
         unlink(temp_.c_str());
         temp_.clear();

@@ -31,9 +31,15 @@ class ZelReplace {
     bool commit(ZelFile& file);
     // Closes `file` and removes the temporary file (nothing when there is none). Keeps errno.
     void abandon(ZelFile& file);
+    // Says that the temporary file's bytes below `upTo` were handed to the system: every few
+    // megabytes of them, asks it to start writing them to disk, so that commit() has less to wait
+    // for. A hint: nothing happens where the system takes no such request. Keeps errno.
+    void writeBack(int64 upTo);
     const std::string& tempPath() const { return temp_; }
 
   private:
+    void closeTemp();
+
     // The file that `begin` resolved the target to, its directory, and the permission bits it
     // has when it exists (a new file keeps those the temporary file was created with).
     std::string target_;
@@ -41,6 +47,8 @@ class ZelReplace {
     std::string temp_;
     mode_t mode_ = 0;
     bool keepMode_ = false;
+    int fd_ = -1;            // the temporary file, for writeBack()
+    int64 writtenBack_ = 0;  // the bytes writeBack() asked for so far
 };
 
 }  // namespace Zel

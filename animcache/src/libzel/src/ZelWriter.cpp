@@ -228,13 +228,15 @@ ZelWriterObject* ZelWriter::Impl::findObject(int object, ZelStatus& status) {
 
 // ---- Lifetime ----
 
-ZelWriter::ZelWriter() : impl_(new Impl) {}
-
-ZelWriter::~ZelWriter() {
-    if (impl_->state != Impl::State::kClosed && impl_->state != Impl::State::kIdle) {
-        impl_->abandon();
+ZelWriter::Impl::~Impl() {
+    if (state != State::kClosed && state != State::kIdle) {
+        abandon();
     }
 }
+
+ZelWriter::ZelWriter() : impl_(new Impl) {}
+
+ZelWriter::~ZelWriter() = default;
 
 namespace {
 
@@ -261,38 +263,42 @@ std::string optionsProblem(const ZelWriterOptions& o) {
 
 }  // namespace
 
+ZelStatus ZelWriter::Impl::begin(const std::string& target, const ZelWriterOptions& options) {
+    path = target;
+    const std::string problem = optionsProblem(options);
+    if (target.empty() || !problem.empty()) {
+        return invalid(target.empty() ? "no path given" : problem);
+    }
+    declaredTimes = options.times;
+    declaredCount = options.times.empty() ? options.frameCount : int64(options.times.size());
+    if (!options.times.empty()) {
+        firstTime = options.times[0];
+        uniform = uniformRate(options.times.data(), options.times.size(), rate);
+    } else {
+        firstTime = options.firstTime;
+        rate = options.rate;
+        uniform = options.rate > 0;
+    }
+    reservedSamples = options.reservedSamples;
+    dateStamp = options.dateStamp;
+    if (!replace.begin(target.c_str(), file)) {
+        const int err = errno;
+        return ZelStatus::fromErrno(err, target + ": cannot write a new file beside it");
+    }
+    state = State::kDeclaring;
+    return ZelStatus();
+}
+
 ZelStatus ZelWriter::create(const std::string& path, const ZelWriterOptions& options) {
     if (impl_->state != Impl::State::kIdle && impl_->state != Impl::State::kClosed) {
         return impl_->invalid("the writer already has a cache open");
     }
     impl_.reset(new Impl);
     Impl& w = *impl_;
-    w.path = path;
-    const std::string problem = optionsProblem(options);
-    if (path.empty() || !problem.empty()) {
-        return w.invalid(path.empty() ? "no path given" : problem);
-    }
-    w.declaredTimes = options.times;
-    w.declaredCount = options.times.empty() ? options.frameCount : int64(options.times.size());
-    if (!options.times.empty()) {
-        w.firstTime = options.times[0];
-        w.uniform = uniformRate(options.times.data(), options.times.size(), w.rate);
-    } else {
-        w.firstTime = options.firstTime;
-        w.rate = options.rate;
-        w.uniform = options.rate > 0;
-    }
-    w.reservedSamples = options.reservedSamples;
-    w.dateStamp = options.dateStamp;
     w.meta.application = options.application;
     w.meta.sourceFile = options.sourceFile;
     w.meta.space = options.worldSpace ? 0 : 1;
-    if (!w.replace.begin(path.c_str(), w.file)) {
-        const int err = errno;
-        return ZelStatus::fromErrno(err, path + ": cannot write a new file beside it");
-    }
-    w.state = Impl::State::kDeclaring;
-    return ZelStatus();
+    return w.begin(path, options);
 }
 
 ZelStatus ZelWriter::append(const std::string& path, int64 dateStamp) {
@@ -596,6 +602,24 @@ ZelStatus ZelWriter::addStaticAttribute(int object, const ZelAttrDesc& desc,
 
 // ---- Frames ----
 
+ZelStatus ZelWriter::Impl::checkFrameTime(float time) const {
+    const int64 i = frames();
+    if (i < int64(declaredTimes.size()) || uniform) {
+        const float expected = i < int64(declaredTimes.size())
+                                   ? declaredTimes[size_t(i)]
+                                   : static_cast<float>(i) / rate + firstTime;
+        if (time != expected) {
+            return invalid("frame " + std::to_string(i) + " must lie at time " + text(expected) +
+                           (uniform ? " (uniform sampling)" : " (declared times)") + ", not " +
+                           text(time));
+        }
+    } else if (!std::isfinite(time) || (i > 0 && !(time > lastTime))) {
+        return invalid("frame time " + text(time) + " is not after the previous frame's " +
+                       text(lastTime));
+    }
+    return ZelStatus();
+}
+
 ZelStatus ZelWriter::beginFrame(float time) {
     Impl& w = *impl_;
     if (w.state == Impl::State::kDeclaring) {
@@ -614,19 +638,9 @@ ZelStatus ZelWriter::beginFrame(float time) {
         return w.invalid("beginFrame(" + text(time) + ") while the frame at " + text(w.frameTime) +
                          " is open");
     }
-    const int64 i = w.frames();
-    if (i < int64(w.declaredTimes.size()) || w.uniform) {
-        const float expected = i < int64(w.declaredTimes.size())
-                                   ? w.declaredTimes[size_t(i)]
-                                   : static_cast<float>(i) / w.rate + w.firstTime;
-        if (time != expected) {
-            return w.invalid("frame " + std::to_string(i) + " must lie at time " + text(expected) +
-                             (w.uniform ? " (uniform sampling)" : " (declared times)") + ", not " +
-                             text(time));
-        }
-    } else if (!std::isfinite(time) || (i > 0 && !(time > w.lastTime))) {
-        return w.invalid("frame time " + text(time) + " is not after the previous frame's " +
-                         text(w.lastTime));
+    const ZelStatus timely = w.checkFrameTime(time);
+    if (!timely.ok()) {
+        return timely;
     }
     for (ZelWriterObject& o : w.objects) {
         for (ZelWriterChannel& c : o.channels) {
@@ -756,29 +770,32 @@ ZelStatus ZelWriter::endFrame() {
     return w.writeFrame();
 }
 
-ZelStatus ZelWriter::close() {
-    Impl& w = *impl_;
-    switch (w.state) {
-        case Impl::State::kIdle:
-        case Impl::State::kClosed:
+ZelStatus ZelWriter::Impl::close() {
+    switch (state) {
+        case State::kIdle:
+        case State::kClosed:
             return ZelStatus();
-        case Impl::State::kFailed: {
-            const ZelStatus failure = w.failure;
-            w.abandon();
-            w.state = Impl::State::kClosed;
-            return failure;
+        case State::kFailed: {
+            const ZelStatus failed = failure;
+            abandon();
+            state = State::kClosed;
+            return failed;
         }
         default:
             break;
     }
     // A frame begun but never ended is not part of the cache.
-    w.inFrame = false;
-    const ZelStatus s = w.appending ? w.finishAppend() : w.finishNewFile();
+    inFrame = false;
+    const ZelStatus s = appending ? finishAppend() : finishNewFile();
     if (!s.ok()) {
-        w.abandon();
+        abandon();
     }
-    w.state = Impl::State::kClosed;
+    state = State::kClosed;
     return s;
+}
+
+ZelStatus ZelWriter::close() {
+    return impl_->close();
 }
 
 // ---- Questions ----

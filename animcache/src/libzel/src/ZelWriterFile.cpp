@@ -105,11 +105,35 @@ bool ZelWriter::Impl::finishSection() {
 
 // One "SAMP" group: the object jump table, then every object's "SOBJ" with its channels and
 // animated attribute values. Every length is known up front, so nothing is patched afterwards.
-ZelStatus ZelWriter::Impl::writeFrame() {
+bool ZelWriter::Impl::openFrame(int64* start) {
     if (!sectionHasRoom() && ((hasSection && !finishSection()) || !startSection())) {
+        return false;
+    }
+    *start = file.tell();
+    return true;
+}
+
+ZelStatus ZelWriter::Impl::closeFrame(int64 start, bool ok) {
+    // The frame reaches the system now, in one write: a process that dies later keeps it.
+    if (!ok || !file.flush()) {
+        return ioFailure("writing the frame at " + std::to_string(frameTime));
+    }
+    if (!appending) {
+        replace.writeBack(file.tell());
+    }
+    jumps.push_back(start);
+    if (!uniform) {
+        times.push_back(frameTime);
+    }
+    lastTime = frameTime;
+    return ZelStatus();
+}
+
+ZelStatus ZelWriter::Impl::writeFrame() {
+    int64 start = 0;
+    if (!openFrame(&start)) {
         return ioFailure("starting a samples section");
     }
-    const int64 start = file.tell();
     const auto numObjects = static_cast<int64>(objects.size());
     int64 pos = start + 2 * kHeaderSize + numObjects * kJumpEntrySize;
     objectOffsets.resize(objects.size());
@@ -140,16 +164,7 @@ ZelStatus ZelWriter::Impl::writeFrame() {
         }
         ok = ok && file.endGroup();
     }
-    // The frame reaches the system now, in one write: a process that dies later keeps it.
-    if (!ok || !file.endGroup() || file.tell() != pos || !file.flush()) {
-        return ioFailure("writing the frame at " + std::to_string(frameTime));
-    }
-    jumps.push_back(start);
-    if (!uniform) {
-        times.push_back(frameTime);
-    }
-    lastTime = frameTime;
-    return ZelStatus();
+    return closeFrame(start, ok && file.endGroup() && file.tell() == pos);
 }
 
 ZelStatus ZelWriter::Impl::finishNewFile() {
@@ -201,13 +216,6 @@ ZelStatus ZelWriter::Impl::finishAppend() {
     return ZelStatus();
 }
 
-namespace {
-
-bool isFrameChannel(uint32 tag) {
-    return tag == kTagPOSI || tag == kTagVPNO || tag == kTagVELO || tag == kTagMTRX;
-}
-
-// The kind an object's definition tells, in the order the helper object factory asks.
 ZelObjectKind kindOf(const ZelDOBJChunk& dobj) {
     const std::pair<uint32, ZelObjectKind> kinds[] = {
         {kTagXFRM, ZelObjectKind::kTransform},    {kTagMESH, ZelObjectKind::kMesh},
@@ -219,6 +227,12 @@ ZelObjectKind kindOf(const ZelDOBJChunk& dobj) {
         }
     }
     return ZelObjectKind::kOther;
+}
+
+namespace {
+
+bool isFrameChannel(uint32 tag) {
+    return tag == kTagPOSI || tag == kTagVPNO || tag == kTagVELO || tag == kTagMTRX;
 }
 
 // A channel shaped like the leaf whose header is `h`, expecting as many values every frame.

@@ -1,5 +1,6 @@
-// The inside of ZelWriter, shared by its two sources: the frames and declarations
-// (ZelWriter.cpp) and the file's layout, sections and commit (ZelWriterFile.cpp).
+// The inside of ZelWriter, shared by its sources: the frames and declarations (ZelWriter.cpp),
+// the file's layout, sections and commit (ZelWriterFile.cpp), and frames copied whole from other
+// caches (ZelWriterCopy.cpp), through which the library rewrites and joins caches.
 #ifndef ZEL_WRITER_IMPL_H
 #define ZEL_WRITER_IMPL_H
 
@@ -81,6 +82,9 @@ struct ZelWriter::Impl {
     Section section;
     std::vector<JumpEntry> objectOffsets;  // this frame's "JOBJ" entries
 
+    // Abandons whatever was written and not closed, as a writer destroyed without close() must.
+    ~Impl();
+
     int64 frames() const { return static_cast<int64>(jumps.size()); }
     // "<path>: <what>" as a failure of the caller's request; the writer stays usable.
     ZelStatus invalid(const std::string& what) const;
@@ -103,6 +107,27 @@ struct ZelWriter::Impl {
     ZelStatus addMarker(const std::string& name, ZelObjectKind kind, uint32 tag, int* index);
     // The object at `object`, or null with `status` set.
     ZelWriterObject* findObject(int object, ZelStatus& status);
+    // Takes the sampling, reserve and date stamp of `options` and opens a new file beside
+    // `target`, which close() replaces; kInvalidArgument when `options` describe no cache.
+    ZelStatus begin(const std::string& target, const ZelWriterOptions& options);
+    // kOk when the next frame may lie at `time`: on the uniform grid, the declared time, or after
+    // the previous frame's time.
+    ZelStatus checkFrameTime(float time) const;
+    // Writes the tables and the metadata and makes the cache visible (ZelWriter::close()).
+    ZelStatus close();
+
+    // ---- Frames copied from other caches (ZelWriterCopy.cpp) ----
+    // Starts a new cache at `target` as create() does, sampled as `options` say (their labels are
+    // not used), whose metadata is the "META" chunk at `metaOffset` of the cache at `source`:
+    // labels, definitions and static attributes as they are; counts and times are set as frames
+    // come. kCorrupt when that chunk does not read.
+    ZelStatus createCopy(const std::string& target, const ZelWriterOptions& options,
+                         const std::string& source, int64 metaOffset);
+    // Writes the sample group at `offset` of the `size` bytes at `bytes` as the next frame, at
+    // `time`: its bytes as they are, its object table pointing where the object groups now lie.
+    // The group must be one that sampleGroupProblem() accepts for the cache's objects; one that
+    // does not even fit its bytes is refused (kCorrupt).
+    ZelStatus writeCopiedFrame(float time, const unsigned char* bytes, int64 size, int64 offset);
 
     // ZelWriterFile.cpp: layout on disk.
     ZelStatus startNewFile();
@@ -112,6 +137,12 @@ struct ZelWriter::Impl {
     ZelStatus finishAppend();
     bool startSection();
     bool finishSection();
+    // Positions the file for the next frame at the end of a section with room for it; false on a
+    // failure of the system. `*start` receives where the frame's "SAMP" header goes.
+    bool openFrame(int64* start);
+    // Hands the frame written at `start` to the system and records it; `ok` false (a write that
+    // failed) or a failing flush fails the writer.
+    ZelStatus closeFrame(int64 start, bool ok);
     bool sectionHasRoom() const;
     // The date stamp to write: the one asked for, else now.
     int64 stamp() const;
@@ -119,6 +150,14 @@ struct ZelWriter::Impl {
     ZelStatus readFrameLayout(const FileLayout& layout);
     void abandon();
 };
+
+// Why the "SAMP" group at `offset` of the `size` bytes at `bytes` is not a whole sample of a cache
+// with `objects` objects; null when it is: a group inside the bytes whose chunks are well formed,
+// a "JOBJ" table first and then one "SOBJ" group per object, each at the offset the table gives.
+const char* sampleGroupProblem(const unsigned char* bytes, int64 size, int64 offset, int64 objects);
+
+// The kind an object definition tells, in the order the helper object factory asks.
+ZelObjectKind kindOf(const ZelDOBJChunk& dobj);
 
 }  // namespace Zel
 

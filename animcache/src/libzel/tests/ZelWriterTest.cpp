@@ -13,99 +13,14 @@
 #include "ZelWriter.h"
 #include "support/Child.h"
 #include "support/TempDir.h"
+#include "support/WriterScene.h"
 
 using namespace Zel;
-using ZelTest::readFileBytes;
-using ZelTest::TempDir;
+using namespace ZelTest;
 using Ints = std::vector<int>;
 using Strings = std::vector<std::string>;
 
 namespace {
-
-// The test scene: one object of every kind, with static and animated attributes.
-enum { kMesh, kCurve, kSurface, kTransform, kLocator, kCoords, kObjects };
-const char* const kNames[kObjects] = {"|mesh", "|curve", "|surface", "|xform", "|loc", "|coords"};
-const std::vector<int> kFaceCounts{4, 4};
-const std::vector<int> kFaceIndices{0, 1, 4, 3, 1, 2, 5, 4};
-const std::vector<float> kCurveKnots{0, 1, 2, 3, 4, 5, 6, 7, 8};
-const std::vector<float> kSurfaceKnots{0, 0, 1, 1};
-const std::vector<double> kBox{-1, -2, -3, 1, 2, 3};
-
-std::vector<float> points(int count, float t, float scale = 1) {
-    std::vector<float> p;
-    for (int i = 0; i < 3 * count; ++i) {
-        p.push_back(scale * (t + 0.25f * float(i)));
-    }
-    return p;
-}
-
-std::vector<double> matrix(float t) {
-    return {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, double(t), 2 * double(t), 0, 1};
-}
-
-using Type = ZelElementType;
-using Dim = ZelDimension;
-
-ZelAttrDesc attr(const char* name, Type type, Dim dim, const char* typeName) {
-    return {name, type, dim, ZelCompound::kNone, typeName};
-}
-
-// Declares the scene; false when a call fails.
-bool declare(ZelWriter& w) {
-    const ZelMeshDesc mesh{kFaceCounts, kFaceIndices, 0, false, /*normals=*/true};
-    const ZelCurveDesc curve{3, ZelNurbsForm::kPeriodic, kCurveKnots, 4};
-    const ZelSurfaceDesc surface{
-        1, 1, ZelNurbsForm::kOpen, ZelNurbsForm::kOpen, kSurfaceKnots, kSurfaceKnots, 2, 2};
-    const ZelStatus steps[] = {
-        w.addMesh(kNames[kMesh], mesh),
-        w.addStaticAttribute(kMesh, attr("rmanP__Pref", Type::kFloat, Dim::k3d, "point"),
-                             points(6, 0)),
-        w.addNurbsCurve(kNames[kCurve], curve),
-        w.addNurbsSurface(kNames[kSurface], surface),
-        w.addTransform(kNames[kTransform], ZelTransformDesc{/*inheritsTransform=*/false}),
-        w.addAnimatedAttribute(kTransform, attr("ty", Type::kFloat, Dim::kScalar, "float")),
-        w.addLocator(kNames[kLocator]),
-        w.setStaticBounds(kLocator, kBox),
-        w.addAnimatedAttribute(kLocator, attr("weight", Type::kDouble, Dim::kScalar, "double")),
-        w.addCoordSystem(kNames[kCoords]),
-        w.addStaticAttribute(kCoords, attr("displayShape", Type::kInt32, Dim::kNone, "int"),
-                             Ints{3}),
-        w.addStaticAttribute(kCoords, attr("parentRig", Type::kString, Dim::kNone, "string"),
-                             Strings{"|xform"}),
-    };
-    return std::all_of(std::begin(steps), std::end(steps),
-                       [](const ZelStatus& s) { return s.ok(); });
-}
-
-// Writes the scene's frame at `t`.
-bool frame(ZelWriter& w, float t) {
-    return w.beginFrame(t).ok() && w.setPositions(kMesh, points(6, t)).ok() &&
-           w.setNormals(kMesh, points(6, t, -1)).ok() &&
-           w.setPositions(kCurve, points(4, t, 2)).ok() &&
-           w.setPositions(kSurface, points(4, t, 3)).ok() &&
-           w.setMatrix(kTransform, matrix(t)).ok() &&
-           w.setAttribute(kTransform, 0, std::vector<float>{t / 2}).ok() &&
-           w.setAttribute(kLocator, 0, std::vector<double>{double(t) * 3}).ok() &&
-           w.endFrame().ok();
-}
-
-ZelWriterOptions sceneOptions() {
-    ZelWriterOptions o;
-    o.application = "writer test";
-    o.sourceFile = "scene.ma";
-    return o;
-}
-
-// Writes the scene at `times` through ZelWriter; false when a step fails.
-bool writeScene(const std::string& path, const ZelWriterOptions& options,
-                const std::vector<float>& times) {
-    ZelWriter w;
-    bool ok = w.create(path, options).ok() && declare(w);
-    for (size_t i = 0; ok && i < times.size(); ++i) {
-        ok = frame(w, times[i]);
-    }
-    return ok && w.close().ok();
-}
 
 template <class T>
 ZelLeafChunk<T>* leaf(const char* tag, std::vector<T> v, uint8 compound = 0, uint8 dim = 0) {
@@ -173,14 +88,6 @@ void buildScene(ZelRwMemCache& cache, const std::vector<float>& times) {
     }
 }
 
-std::vector<float> frames(float first, int count, float step = 1) {
-    std::vector<float> t;
-    for (int i = 0; i < count; ++i) {
-        t.push_back(first + step * float(i));
-    }
-    return t;
-}
-
 // The positions of `object` at `sample`; none when it has no float positions there.
 std::vector<float> positionsAt(ZelRoMemCache& cache, int sample, int object) {
     bool animated = false;
@@ -202,18 +109,6 @@ std::vector<std::string> entries(const std::string& dir) {
 template <class Work>
 int runLimited(rlim_t limit, Work work) {
     return ZelTest::inChild([&] { return ZelTest::limitFileSize(limit, false) && work() ? 0 : 1; });
-}
-
-bool appendFrames(const std::string& path, int count, bool close) {
-    ZelWriter w;
-    bool ok = w.append(path).ok();
-    for (int i = 0; ok && i < count; ++i) {
-        ok = frame(w, w.nextTime());
-    }
-    if (ok && !close) {
-        raise(SIGKILL);  // dies with every frame on disk and nothing committed
-    }
-    return ok && w.close().ok();
 }
 
 }  // namespace
