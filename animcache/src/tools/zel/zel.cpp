@@ -23,6 +23,21 @@ const std::vector<Subcommand>& subcommands() {
          "  --json  the listing as JSON",
          {{"json", 0, false}},
          runLs},
+        {"repair",
+         "FILE (-o OUT | --in-place)",
+         "makes a cut or interrupted cache load again with every whole sample",
+         "  -o, --output OUT  where the repaired cache goes\n"
+         "  --in-place        replace FILE (in one rename, once the repair is complete)\n"
+         "  exit status: 0 written, 2 nothing to keep (the metadata is damaged) or trouble",
+         {{"output", 'o', true}, {"in-place", 0, false}},
+         runRepair},
+        {"stitch",
+         "FILE1 FILE2 ... -o OUT",
+         "joins caches of the same objects whose frame ranges follow each other",
+         "  -o, --output OUT  the stitched cache\n"
+         "  exit status: 0 written, 1 the inputs do not fit together, 2 trouble",
+         {{"output", 'o', true}},
+         runStitch},
         {"sample",
          "FILE OBJECT TIME [--order N] [--format csv|json]",
          "the values of one object at any time, interpolated",
