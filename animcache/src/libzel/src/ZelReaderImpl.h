@@ -58,11 +58,13 @@ struct ZelReader::Impl {
     ZelStatus fail(ZelStatusCode code, const std::string& reason) const;
 
     // ---- Open (ZelReaderOpen.cpp) ----
-    ZelStatus load();
+    // Reads and checks the mapped file. With `readerChecks` false only what ZelCache::load checks
+    // (ok exactly when the loader accepts the file); with it, also that every samples section and
+    // reserve lies in the file and every sample's group is whole, as the queries rely on.
+    ZelStatus load(bool readerChecks = true);
     ZelStatus readMetadata(const ZelChunkRef& meta);
-    ZelStatus readObject(const ZelChunkRef& dobj);
-    ZelStatus readSections(int64 from);
-    ZelStatus checkSamples() const;
+    ZelStatus readSections(int64 from, bool readerChecks);
+    ZelStatus checkSamples(bool readerChecks) const;
 
     // ---- Lookups (ZelReaderData.cpp); every one checks what it reads against the file ----
     // The chunk tagged `tag` where the helper objects look: the object's definition (outside its

@@ -29,7 +29,7 @@ bool is(const ZelHeader& h, uint32 tag, uint8 type, int64 length = -1) {
 
 }  // namespace
 
-ZelStatus ZelReader::Impl::load() {
+ZelStatus ZelReader::Impl::load(bool readerChecks) {
     ZelByteStream s(bytes(), map.size());
     ZelHeader h;
     if (!s.readHeader(h) || h.tag != kTagDZEL) {
@@ -57,8 +57,8 @@ ZelStatus ZelReader::Impl::load() {
     if (!status.ok() || numSamples == 0) {
         return status;
     }
-    status = readSections(meta.end());
-    return status.ok() ? checkSamples() : status;
+    status = readSections(meta.end(), readerChecks);
+    return status.ok() ? checkSamples(readerChecks) : status;
 }
 
 ZelStatus ZelReader::Impl::readMetadata(const ZelChunkRef& meta) {
@@ -68,12 +68,18 @@ ZelStatus ZelReader::Impl::readMetadata(const ZelChunkRef& meta) {
         return corrupt;
     }
     // Typed children are read wherever they stand, the last of a kind winning, as a loader
-    // reads them; everything is walked so that a malformed chunk anywhere refuses the file.
+    // reads them; everything is walked so that a malformed chunk anywhere refuses the file, and
+    // so does a group nested deeper than a loader follows (the metadata chunk is level 1).
     ZelChunkRef top;
     const unsigned char* b = bytes();
+    bool tooDeep = false;
     const bool wellFormed =
         walkChunks(b, meta.payload(), meta.end(), [&](int64 at, const ZelHeader& c, int depth) {
             const ZelChunkRef chunk{at, c};
+            if (c.type == kTypeGroup && c.length > 0 && depth + 2 > kMaxGroupLevels) {
+                tooDeep = true;
+                return WalkStep::kStop;
+            }
             if (depth == 0) {
                 top = chunk;
                 if (is(c, kTagWAPP, kTypeCstr))
@@ -102,7 +108,7 @@ ZelStatus ZelReader::Impl::readMetadata(const ZelChunkRef& meta) {
             }
             return WalkStep::kDescend;
         });
-    if (!wellFormed) {
+    if (!wellFormed || tooDeep) {
         return corrupt;
     }
     byName.reserve(objects.size());
@@ -112,7 +118,7 @@ ZelStatus ZelReader::Impl::readMetadata(const ZelChunkRef& meta) {
     return ZelStatus();
 }
 
-ZelStatus ZelReader::Impl::readSections(int64 from) {
+ZelStatus ZelReader::Impl::readSections(int64 from, bool readerChecks) {
     const auto corrupt = [this](const std::string& reason) {
         return fail(ZelStatusCode::kCorrupt, reason);
     };
@@ -129,7 +135,7 @@ ZelStatus ZelReader::Impl::readSections(int64 from) {
             return corrupt("error skipping chunk");
         }
         // The writers patch a section's length once its samples are on disk: it fits the file.
-        if (!payloadFits(h, static_cast<uint64>(s.tell()), map.size())) {
+        if (readerChecks && !payloadFits(h, static_cast<uint64>(s.tell()), map.size())) {
             return corrupt("the samples section for sample " + std::to_string(jumps.size()) +
                            " runs past the end of the file");
         }
@@ -142,8 +148,9 @@ ZelStatus ZelReader::Impl::readSections(int64 from) {
         if (error == SectionTablesError::kJumps) {
             return corrupt("error reading JSAM chunk");
         }
-        // A reserve past the end of the file is refused, as a file's seek there may be.
-        if (error == SectionTablesError::kReserve || s.tell() > size()) {
+        // A reserve past the end of the file is refused, as a file's seek there may be (the
+        // loader's seek is allowed there).
+        if (error == SectionTablesError::kReserve || (readerChecks && s.tell() > size())) {
             return corrupt("error skipping FREE chunk");
         }
         if (!t.hasJumps) {
@@ -172,21 +179,16 @@ ZelStatus ZelReader::Impl::readSections(int64 from) {
     }
 }
 
-ZelStatus ZelReader::Impl::checkSamples() const {
+ZelStatus ZelReader::Impl::checkSamples(bool readerChecks) const {
     const auto corrupt = [this](const std::string& reason) {
         return fail(ZelStatusCode::kCorrupt, reason);
     };
-    if (static_cast<int64>(jumps.size()) != numSamples || numSamples > INT_MAX) {
+    const auto count = static_cast<int64>(jumps.size());
+    if (count != numSamples || (readerChecks && numSamples > INT_MAX)) {
         return corrupt("number of samples is wrong");
     }
     if (times.empty()) {
-        const double x = (lastTime - firstTime) * rate;
-        // Rounded half away from zero; a NaN or out-of-range count never matches a table.
-        if (!(x > -2147483648.0 && x < 2147483647.0)) {
-            return corrupt("number of samples is wrong");
-        }
-        const int n = x > 0.0 ? static_cast<int>(x + 0.5) : -static_cast<int>(0.5 - x);
-        if (static_cast<float>(jumps.size()) != static_cast<float>(n) + 1.0f) {
+        if (!uniformCountMatches(uniformSampleCount(firstTime, lastTime, rate), count)) {
             return corrupt("number of samples is wrong");
         }
     } else if (firstTime != times.front()) {
@@ -194,7 +196,7 @@ ZelStatus ZelReader::Impl::checkSamples() const {
     } else if (lastTime != times.back()) {
         return corrupt("last time is wrong");
     }
-    for (size_t i = 0; i < jumps.size(); ++i) {
+    for (size_t i = 0; readerChecks && i < jumps.size(); ++i) {
         const int64 at = jumps[i];
         const std::string sample = "sample " + std::to_string(i);
         ZelHeader h;
