@@ -62,6 +62,9 @@ struct ZelReader::Impl {
     // (ok exactly when the loader accepts the file); with it, also that every samples section and
     // reserve lies in the file and every sample's group is whole, as the queries rely on.
     ZelStatus load(bool readerChecks = true);
+    // load(false): the identification and metadata read by the chunk classes, as the loader reads
+    // them (it takes some a walk refuses), then the sections' tables as load() reads them.
+    ZelStatus loadAsLoader();
     ZelStatus readMetadata(const ZelChunkRef& meta);
     ZelStatus readSections(int64 from, bool readerChecks);
     ZelStatus checkSamples(bool readerChecks) const;

@@ -2,6 +2,7 @@
 #include <climits>
 #include <cstring>
 
+#include "ZelFileChunks.h"
 #include "ZelReaderImpl.h"
 
 namespace Zel {
@@ -30,6 +31,9 @@ bool is(const ZelHeader& h, uint32 tag, uint8 type, int64 length = -1) {
 }  // namespace
 
 ZelStatus ZelReader::Impl::load(bool readerChecks) {
+    if (!readerChecks) {
+        return loadAsLoader();
+    }
     ZelByteStream s(bytes(), map.size());
     ZelHeader h;
     if (!s.readHeader(h) || h.tag != kTagDZEL) {
@@ -57,8 +61,42 @@ ZelStatus ZelReader::Impl::load(bool readerChecks) {
     if (!status.ok() || numSamples == 0) {
         return status;
     }
-    status = readSections(meta.end(), readerChecks);
-    return status.ok() ? checkSamples(readerChecks) : status;
+    status = readSections(meta.end(), true);
+    return status.ok() ? checkSamples(true) : status;
+}
+
+// The identification and the first metadata chunk are read through the chunk classes over a
+// stream, as the loader reads them: the stream's group bookkeeping, not the lengths alone, decides
+// where the metadata ends (a last leaf whose header ends its group is read past the group's end).
+ZelStatus ZelReader::Impl::loadAsLoader() {
+    const ZelStatus refused =
+        fail(ZelStatusCode::kCorrupt, "the loader cannot read its identification or metadata");
+    ZelFile f;
+    ZelHeader h;
+    ZelDZELChunk dzel;
+    if (!f.open(path.c_str(), "r") || !f.readHeader(h) || !dzel.read(h, f)) {
+        return refused;
+    }
+    do {
+        if (!f.readHeader(h)) {
+            return refused;
+        }
+    } while (h.tag != kTagMETA && f.skipData(h));
+    ZelMETAChunk meta;
+    bool ok = false;
+    if (h.tag != kTagMETA || !meta.read(h, f)) {
+        return refused;
+    }
+    const int64 metaEnd = f.tell(&ok);
+    numSamples = meta.numSamples;
+    firstTime = meta.firstTime;
+    lastTime = meta.lastTime;
+    rate = meta.rate;
+    if (!ok || numSamples == 0) {
+        return ok ? ZelStatus() : refused;
+    }
+    const ZelStatus status = readSections(metaEnd, false);
+    return status.ok() ? checkSamples(false) : status;
 }
 
 ZelStatus ZelReader::Impl::readMetadata(const ZelChunkRef& meta) {
