@@ -123,13 +123,13 @@ void ZelChecker::run() {
     for (Section& s : sections_) {
         readSectionTables(s);
     }
-    if (metaRead_) {
-        if (file_.rate == 0.0f) {
-            checkTimeOrder();
-        }
-        compareWithMetadata();
+    if (metaRead_ && file_.rate == 0.0f) {
+        checkTimeOrder();
     }
     checkSamples();
+    if (metaRead_) {
+        compareWithMetadata();
+    }
     checkTrailingBytes();
     finish();
 }
@@ -431,8 +431,10 @@ void ZelChecker::compareWithMetadata() {
         });
     }
     // An append commits with its tables, then the metadata: dying in between leaves tables
-    // that hold more samples than the metadata, whose times still describe the old ones.
-    const bool interrupted = held > announced && announced > 0 && timesAgree(announced);
+    // that hold more samples than the metadata, whose times still describe the old ones, and
+    // every sample whole.
+    const bool interrupted =
+        held > announced && announced > 0 && unreadSamples_ == 0 && timesAgree(announced);
     if (interrupted) {
         error(metaOffset_, -1, -1, [&] {
             return "an append was interrupted while committing: the tables hold " +

@@ -161,6 +161,7 @@ class ZelChecker {
     int64 previousEnd_ = 0;  // where the group of the previous sample checked ends
     int64 previousSample_ = -1;
     int64 referencedEnd_ = 0;  // the furthest byte a table leads to
+    int64 unreadSamples_ = 0;  // samples whose group could not be walked
 };
 
 template <class Message>

@@ -20,7 +20,8 @@ void ZelChecker::checkSamples() {
     if (progress) {
         progress(0, total);
     }
-    const int64 step = std::max<int64>(1, total / 200);
+    // At most 200 calls between the first and the last.
+    const int64 step = std::max<int64>(1, (total + 199) / 200);
     int64 done = 0;
     for (const Section& s : sections_) {
         for (size_t i = 0; i < s.jumpCount; ++i) {
@@ -39,6 +40,7 @@ void ZelChecker::checkSample(int64 k, const Section& s) {
     const int64 at = jumps_[static_cast<size_t>(k)];
     ZelHeader h;
     if (!sampleHeader(k, s, at, h)) {
+        ++unreadSamples_;
         return;
     }
     const int64 end = payloadEnd(at + kHeaderSize, h);
@@ -51,6 +53,7 @@ void ZelChecker::checkSample(int64 k, const Section& s) {
                    " runs past the end of the file (its group ends at byte " + to_string(end) +
                    ", the file has " + to_string(size_) + ")";
         });
+        ++unreadSamples_;
         return;
     }
     if (end > s.end) {
