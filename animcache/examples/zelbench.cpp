@@ -6,12 +6,13 @@
 // (zelbench_classic.cpp), the write benchmarks (zelbench_write.cpp) and the reader benchmarks
 // (zelbench_reader.cpp).
 //
-// usage: zelbench [FILE] [--unlimited] [--write] [--reader]
+// usage: zelbench [FILE] [--unlimited] [--write] [--reader] [--check]
 // FILE (default zelbench.zel) is written, read and removed; the classic read and the write
 // benchmarks write files named after it in the same directory and remove them too. With --unlimited
 // a second loop reads the file again without a limit, for comparison. With --write only the write
-// benchmarks run, with --reader only the reader benchmarks. (zelbench --writer-peak FILE is the
-// process whose peak memory the write benchmarks report.)
+// benchmarks run, with --reader only the reader benchmarks, with --check only the check benchmark
+// (zelbench_check.cpp, a file of 2.9 GB, not part of a plain run). (zelbench --writer-peak FILE is
+// the process whose peak memory the write benchmarks report.)
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -296,7 +297,7 @@ bool benchRead(const char* path, bool unlimited) {
 
 int main(int argc, char** argv) {
     const char* path = "zelbench.zel";
-    bool unlimited = false, writeOnly = false, readerOnly = false;
+    bool unlimited = false, writeOnly = false, readerOnly = false, checkOnly = false;
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--unlimited") == 0) {
             unlimited = true;
@@ -306,12 +307,17 @@ int main(int argc, char** argv) {
             return writerPeakChild(argv[i + 1]);
         } else if (std::strcmp(argv[i], "--reader") == 0) {
             readerOnly = true;
+        } else if (std::strcmp(argv[i], "--check") == 0) {
+            checkOnly = true;
         } else {
             path = argv[i];
         }
     }
     if (readerOnly) {
         return benchReader(path) ? 0 : 1;
+    }
+    if (checkOnly) {
+        return benchCheck(path) ? 0 : 1;
     }
     bool ok = writeOnly || benchRead(path, unlimited);
     ok = (writeOnly || benchClassicReads(path)) && ok;

@@ -1,6 +1,7 @@
 // What zelbench's sources share: the cache writers of the benchmarks, the entry points of the
-// write benchmarks (zelbench_write.cpp), the classic read benchmarks (zelbench_classic.cpp) and
-// the reader benchmarks (zelbench_reader.cpp), and the small measuring helpers they use.
+// write benchmarks (zelbench_write.cpp), the classic read benchmarks (zelbench_classic.cpp), the
+// reader benchmarks (zelbench_reader.cpp) and the check benchmark (zelbench_check.cpp), and the
+// small measuring helpers they use.
 #ifndef ZELBENCH_H
 #define ZELBENCH_H
 
@@ -47,6 +48,11 @@ bool benchClassicReads(const std::string& path);
 // and a cache of transforms beside it, reads both with ZelReader next to raw limits, prints one
 // table and removes both files. False when a read differs from what was written.
 bool benchReader(const std::string& path);
+
+// Runs the check benchmark (zelbench_check.cpp): writes a mesh cache of about 2.9 GB to `path`,
+// times checkCache on it next to reading it with read() into a 1 MB buffer, prints both and their
+// ratio and removes the file. False when the write, the read or the check fails.
+bool benchCheck(const std::string& path);
 
 // Seconds since `start` on the steady clock.
 inline double secondsSince(std::chrono::steady_clock::time_point start) {
