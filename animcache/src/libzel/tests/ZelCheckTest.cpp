@@ -7,6 +7,7 @@
 #include "Zel.h"
 #include "ZelCheck.h"
 #include "support/CacheFile.h"
+#include "support/Child.h"
 #include "support/ChunkBytes.h"
 #include "support/ChunkWalk.h"
 #include "support/UtilsRun.h"
@@ -291,12 +292,29 @@ TEST(ZelCheck, EachDamageIsFoundWhereItLiesAndLoadsSaysWhatTheLoaderSays) {
     }
 }
 
-TEST(ZelCheck, AnAppendThatDiedBetweenItsTablesAndItsMetadataIsNamed) {
+TEST(ZelCheck, AnAppendThatDiedBeforeOrWithinItsCommitIsNamed) {
     TempDir dir;
     const std::string path = dir.file("c.zel");
     ASSERT_TRUE(writeScene(path, {1, 2, 3}));
     const ChunkEntry meta = ZelTest::walkChunks(path)[1];
     const Bytes before = readFileBytes(path);
+    // Dying before the commit leaves the new frames behind the last section.
+    EXPECT_EQ(ZelTest::inChild([&] {
+                  ZelWriter w;
+                  if (w.append(path).ok() && writeFrame(w, 4)) {
+                      _exit(0);
+                  }
+                  return 1;
+              }),
+              0);
+    ZelCheckReport r = checked(path);
+    ASSERT_EQ(r.problems.size(), 1u) << listed(r);
+    EXPECT_EQ(r.problems[0].offset, int64(before.size()));
+    EXPECT_NE(r.problems[0].message.find(" bytes after the last samples section that no table "
+                                         "refers to (an append that did not finish?)"),
+              std::string::npos);
+    EXPECT_TRUE(r.loads);
+    writeFileBytes(path, before);
     ZelWriter w;
     ASSERT_TRUE(w.append(path, 1700000000).ok() && writeFrame(w, 4) && writeFrame(w, 5) &&
                 w.close().ok());
@@ -305,7 +323,7 @@ TEST(ZelCheck, AnAppendThatDiedBetweenItsTablesAndItsMetadataIsNamed) {
     const auto end = before.begin() + meta.offset + 16 + meta.header.length;
     std::copy(before.begin() + meta.offset, end, bytes.begin() + meta.offset);
     writeFileBytes(path, bytes);
-    const ZelCheckReport r = checked(path);
+    r = checked(path);
     EXPECT_EQ(listed(r),
               "error @24 o-1 s-1: an append was interrupted while committing: the tables hold 5 "
               "samples, the metadata 3; zel repair keeps all 5\n");
