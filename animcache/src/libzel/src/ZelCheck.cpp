@@ -271,26 +271,31 @@ void ZelChecker::describeMalformed(int64 begin, int64 end, int object, int64 sam
     while (ends.size() > 1 && ends.back() == next) {
         ends.pop_back();
     }
-    const int64 limit = ends.back();
-    ZelHeader h;
-    std::string why;
-    if (limit - next < kHeaderSize) {
-        why = "a chunk header at byte " + to_string(next) + " is cut off by the end of its group";
-    } else {
-        decodeHeader(bytes_, static_cast<uint64>(size_), next, h);
-        why = checkQuoted(h.tag) + " at byte " + to_string(next);
-        if (h.length < 0) {
-            why += " has a negative length (" + to_string(h.length) + ")";
-        } else if (h.type != kTypeGroup && !leafLengthFits(h.type, h.length)) {
-            why += " holds " + to_string(h.length) + " bytes, not a whole number of " +
-                   zelTypeNames[h.type] + " values";
-        } else {
-            why += " runs past the end of its group (it ends at byte " +
-                   to_string(payloadEnd(next + kHeaderSize, h)) + ", its group at byte " +
-                   to_string(limit) + ")";
-        }
+    // A chunk at fault directly in a sample lies behind the object group walked last.
+    const bool inSample = ends.size() == 1 && sample >= 0;
+    error(next, inSample ? -1 : object, sample, [&] {
+        return (inSample ? "sample " + to_string(sample) : what) +
+               " is not well formed: " + whyMalformed(next, ends.back());
+    });
+}
+
+std::string ZelChecker::whyMalformed(int64 at, int64 groupEnd) const {
+    if (groupEnd - at < kHeaderSize) {
+        return "a chunk header at byte " + to_string(at) + " is cut off by the end of its group";
     }
-    error(next, object, sample, [&] { return what + " is not well formed: " + why; });
+    ZelHeader h;
+    decodeHeader(bytes_, static_cast<uint64>(size_), static_cast<uint64>(at), h);
+    const std::string chunk = checkQuoted(h.tag) + " at byte " + to_string(at);
+    if (h.length < 0) {
+        return chunk + " has a negative length (" + to_string(h.length) + ")";
+    }
+    if (h.type != kTypeGroup && !leafLengthFits(h.type, h.length)) {
+        return chunk + " holds " + to_string(h.length) + " bytes, not a whole number of " +
+               zelTypeNames[h.type] + " values";
+    }
+    return chunk + " runs past the end of its group (it ends at byte " +
+           to_string(payloadEnd(at + kHeaderSize, h)) + ", its group at byte " +
+           to_string(groupEnd) + ")";
 }
 
 // ---------------------------------------------------------------------------------------------

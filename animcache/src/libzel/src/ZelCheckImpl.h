@@ -102,6 +102,8 @@ class ZelChecker {
     // the loader follows when `what` is the metadata chunk (object and sample -1).
     void describeMalformed(int64 begin, int64 end, int object, int64 sample,
                            const std::string& what);
+    // Why the chunk at `at`, in a group ending at `groupEnd`, stops a walk.
+    std::string whyMalformed(int64 at, int64 groupEnd) const;
     void readSectionTables(Section& s);
     void reportUnreadTable(SectionTablesError failed, int64 at);
     void checkTimeOrder();
