@@ -48,7 +48,7 @@ test-tsan: build-tsan
 fuzz:
 	@./.ci/deps fuzz
 	CXX=clang++ $(CONFIGURE) -B $(FUZZ_DIR) -DZEL_FUZZ=ON -DZEL_BUILD_TESTS=OFF
-	cmake --build $(FUZZ_DIR) -j $(JOBS) --target fuzz_load fuzz_reader fuzz_tools fuzz_append
+	cmake --build $(FUZZ_DIR) -j $(JOBS) --target fuzz_load fuzz_reader fuzz_tools fuzz_append fuzz_check
 	animcache/src/libzel/tests/fuzz/run-fuzz.sh $(FUZZ_DIR) $(FUZZ_SECONDS)
 
 demo: build

@@ -6,13 +6,14 @@
 // (zelbench_classic.cpp), the write benchmarks (zelbench_write.cpp), the reader benchmarks
 // (zelbench_reader.cpp) and the stitch benchmark (zelbench_stitch.cpp).
 //
-// usage: zelbench [FILE] [--unlimited] [--write] [--reader] [--stitch]
+// usage: zelbench [FILE] [--unlimited] [--write] [--reader] [--stitch] [--check]
 // FILE (default zelbench.zel) is written, read and removed; the classic read and the write
 // benchmarks write files named after it in the same directory and remove them too. With --unlimited
 // a second loop reads the file again without a limit, for comparison. With --write only the write
 // benchmarks run, with --reader only the reader benchmarks, with --stitch only the stitch
-// benchmark. (zelbench --writer-peak FILE is the process whose peak memory the write benchmarks
-// report.)
+// benchmark, with --check only the check benchmark (zelbench_check.cpp, a file of 2.9 GB, not
+// part of a plain run). (zelbench --writer-peak FILE is the process whose peak memory the write
+// benchmarks report.)
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -297,7 +298,8 @@ bool benchRead(const char* path, bool unlimited) {
 
 int main(int argc, char** argv) {
     const char* path = "zelbench.zel";
-    bool unlimited = false, writeOnly = false, readerOnly = false, stitchOnly = false;
+    bool unlimited = false, writeOnly = false, readerOnly = false, stitchOnly = false,
+         checkOnly = false;
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--unlimited") == 0) {
             unlimited = true;
@@ -309,6 +311,8 @@ int main(int argc, char** argv) {
             readerOnly = true;
         } else if (std::strcmp(argv[i], "--stitch") == 0) {
             stitchOnly = true;
+        } else if (std::strcmp(argv[i], "--check") == 0) {
+            checkOnly = true;
         } else {
             path = argv[i];
         }
@@ -318,6 +322,9 @@ int main(int argc, char** argv) {
     }
     if (stitchOnly) {
         return benchStitch(path) ? 0 : 1;
+    }
+    if (checkOnly) {
+        return benchCheck(path) ? 0 : 1;
     }
     bool ok = writeOnly || benchRead(path, unlimited);
     ok = (writeOnly || benchClassicReads(path)) && ok;

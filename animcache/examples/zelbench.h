@@ -1,6 +1,7 @@
 // What zelbench's sources share: the cache writers of the benchmarks, the entry points of the
 // write benchmarks (zelbench_write.cpp), the classic read benchmarks (zelbench_classic.cpp), the
-// reader benchmarks (zelbench_reader.cpp) and the stitch benchmark (zelbench_stitch.cpp), and the
+// reader benchmarks (zelbench_reader.cpp), the stitch benchmark (zelbench_stitch.cpp) and the
+// check benchmark (zelbench_check.cpp), and the
 // small measuring helpers they use.
 #ifndef ZELBENCH_H
 #define ZELBENCH_H
@@ -53,6 +54,11 @@ bool benchReader(const std::string& path);
 // `path`, times copying them into one file and stitchCaches of them, prints the figures and
 // removes every file. False when a step fails or the stitched file holds other values.
 bool benchStitch(const std::string& path);
+
+// Runs the check benchmark (zelbench_check.cpp): writes a mesh cache of about 2.9 GB to `path`,
+// times checkCache on it next to reading it with read() into a 1 MB buffer, prints both and their
+// ratio and removes the file. False when the write, the read or the check fails.
+bool benchCheck(const std::string& path);
 
 // Seconds since `start` on the steady clock.
 inline double secondsSince(std::chrono::steady_clock::time_point start) {

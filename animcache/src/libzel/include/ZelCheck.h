@@ -36,10 +36,11 @@ struct ZelCheckReport {
     int64 sampleCount = 0;     // samples the metadata announces
     int64 samplesChecked = 0;  // samples found through the tables and checked
     int objectCount = 0;
-    int64 errors = 0;    // all errors, also those past maxProblems
-    int64 warnings = 0;  // all warnings
+    int64 errors = 0;                  // all errors, also those past maxProblems
+    int64 warnings = 0;                // all warnings
     std::vector<ZelProblem> problems;  // in file order, at most maxProblems
-    // Whether every reader of the library loads the file (the loader's own checks pass).
+    // Whether ZelCache::load accepts the file: exactly the loader's own checks pass. It takes a
+    // file whose last samples are cut or misplaced (errors here); ZelReader::open refuses those.
     bool loads = false;
 
     bool clean() const { return errors == 0; }
@@ -49,7 +50,8 @@ struct ZelCheckReport {
 // not: samples past the end of the file or of their section, bytes that nothing refers to, object
 // groups that disagree with their definition, point counts that change without topology, times
 // that do not increase, non-finite positions. Reads the file once, front to back. Not ok only
-// when the file cannot be read at all or is not a cache (kNotFound, kIo, kNotACache); damage
+// when the file cannot be read at all or is not a cache (kNotFound, kIo; kNotACache for a
+// directory or a file that does not start with "DZEL"), with a message to print as it is; damage
 // inside a cache is a problem in `report`.
 ZEL_API ZelStatus checkCache(const std::string& path, ZelCheckReport& report,
                              const ZelCheckOptions& options = {});

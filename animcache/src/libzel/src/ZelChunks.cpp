@@ -18,10 +18,6 @@ static_assert(sizeof(int) == 4 && sizeof(float) == 4 && sizeof(double) == 8,
 
 namespace {
 
-// Groups nest only a few levels deep in a cache; a reader refuses anything far deeper so that a
-// file of thousands of nested groups cannot exhaust the stack.
-constexpr uint64 kMaxGroupDepth = 256;
-
 template <class T>
 int64 byteSize(const std::vector<T>& values) {
     return static_cast<int64>(values.size() * sizeof(T));
@@ -360,7 +356,7 @@ bool ZelGroupChunk::readChildren(const ZelHeader& h, ZelFile& f, size_t& count) 
     }
     // Every non-empty group on the way down pushed one level, so the level bounds the recursion.
     const uint64 level = f.getLevel();
-    if (level > kMaxGroupDepth) {
+    if (level > static_cast<uint64>(kMaxGroupLevels)) {
         return false;
     }
     do {

@@ -134,6 +134,10 @@ bool decodeTable(const void* bytes, uint64 size, uint64 payloadOffset, const Zel
     return true;
 }
 
+// The deepest nesting of non-empty groups that a chunk tree reader follows, counting the
+// top-level group as 1: a file of thousands of nested groups cannot exhaust the stack.
+inline constexpr int kMaxGroupLevels = 256;
+
 // What a walk over a chunk tree does after visiting a chunk.
 enum class WalkStep { kDescend, kSkip, kStop };
 
@@ -258,12 +262,13 @@ class ZelByteStream {
         pos_ += h.length;
         return true;
     }
-    // Moves forward over the payload `h` announces; never backwards, past the end allowed.
+    // Moves forward over the payload `h` announces; never backwards, past the end allowed. False
+    // on a negative length or one that passes the largest position, as for a ZelFile.
     bool skipData(const ZelHeader& h) {
-        if (h.length < 0) {
+        if (h.length < 0 || h.length > INT64_MAX - (pos_ > 0 ? pos_ : 0)) {
             return false;
         }
-        pos_ = payloadEnd(pos_, h);
+        pos_ += h.length;
         return true;
     }
     int64 tell() const { return pos_; }
@@ -337,6 +342,24 @@ inline int64 reserveRule(int64 reserved, int64 samples) {
 // the first and positive), so that the cache samples uniformly; `rate` then receives 1 / spacing
 // (1 for fewer than two times).
 bool uniformRate(const float* times, size_t n, float& rate);
+
+// The number of samples that a uniformly sampled cache's first and last time and rate make, as
+// the loader counts them: (last - first) * rate in single precision, rounded half away from zero,
+// plus 1. -1 when that is no count (NaN, infinite or out of range).
+inline int64 uniformSampleCount(float first, float last, float rate) {
+    const double x = (last - first) * rate;
+    if (!(x > -2147483648.0 && x < 2147483647.0)) {
+        return -1;
+    }
+    const int n = x > 0.0 ? static_cast<int>(x + 0.5) : -static_cast<int>(0.5 - x);
+    return static_cast<int64>(n) + 1;
+}
+
+// Whether a table of `count` samples fits the `made` samples of uniformSampleCount, compared in
+// single precision as the loader compares them.
+inline bool uniformCountMatches(int64 made, int64 count) {
+    return made >= 0 && static_cast<float>(count) == static_cast<float>(made - 1) + 1.0f;
+}
 
 // The date stamp of a save made now: seconds since 1970.
 int64 dateStampNow();

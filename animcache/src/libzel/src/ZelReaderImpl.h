@@ -68,14 +68,18 @@ struct ZelReader::Impl {
     ZelStatus fail(ZelStatusCode code, const std::string& reason) const;
 
     // ---- Open (ZelReaderOpen.cpp) ----
-    // Everything below: the file's identification, metadata and samples sections.
-    ZelStatus load();
+    // Reads and checks the mapped file. With `readerChecks` false only what ZelCache::load checks
+    // (ok exactly when the loader accepts the file); with it, also that every samples section and
+    // reserve lies in the file and every sample's group is whole, as the queries rely on.
+    ZelStatus load(bool readerChecks = true);
     // The identification and the metadata alone, checked as load() checks them.
     ZelStatus loadHead();
+    // load(false): the identification and metadata read by the chunk classes, as the loader reads
+    // them (it takes some a walk refuses), then the sections' tables as load() reads them.
+    ZelStatus loadAsLoader();
     ZelStatus readMetadata(const ZelChunkRef& meta);
-    ZelStatus readObject(const ZelChunkRef& dobj);
-    ZelStatus readSections(int64 from);
-    ZelStatus checkSamples() const;
+    ZelStatus readSections(int64 from, bool readerChecks);
+    ZelStatus checkSamples(bool readerChecks) const;
 
     // What object `object` (an index in range) is, decided as the helper object factory decides.
     ZelObjectKind objectKind(int object) const;

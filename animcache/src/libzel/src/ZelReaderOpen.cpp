@@ -2,6 +2,7 @@
 #include <climits>
 #include <cstring>
 
+#include "ZelFileChunks.h"
 #include "ZelReaderImpl.h"
 
 namespace Zel {
@@ -39,13 +40,16 @@ ZelStatus probeCacheFile(const std::string& path) {
     return status;
 }
 
-ZelStatus ZelReader::Impl::load() {
+ZelStatus ZelReader::Impl::load(bool readerChecks) {
+    if (!readerChecks) {
+        return loadAsLoader();
+    }
     ZelStatus status = loadHead();
     if (!status.ok() || numSamples == 0) {
         return status;
     }
-    status = readSections(metadata.end());
-    return status.ok() ? checkSamples() : status;
+    status = readSections(metadata.end(), true);
+    return status.ok() ? checkSamples(true) : status;
 }
 
 ZelStatus ZelReader::Impl::loadHead() {
@@ -74,6 +78,40 @@ ZelStatus ZelReader::Impl::loadHead() {
     return readMetadata(metadata);
 }
 
+// The identification and the first metadata chunk are read through the chunk classes over a
+// stream, as the loader reads them: the stream's group bookkeeping, not the lengths alone, decides
+// where the metadata ends (a last leaf whose header ends its group is read past the group's end).
+ZelStatus ZelReader::Impl::loadAsLoader() {
+    const ZelStatus refused =
+        fail(ZelStatusCode::kCorrupt, "the loader cannot read its identification or metadata");
+    ZelFile f;
+    ZelHeader h;
+    ZelDZELChunk dzel;
+    if (!f.open(path.c_str(), "r") || !f.readHeader(h) || !dzel.read(h, f)) {
+        return refused;
+    }
+    do {
+        if (!f.readHeader(h)) {
+            return refused;
+        }
+    } while (h.tag != kTagMETA && f.skipData(h));
+    ZelMETAChunk meta;
+    bool ok = false;
+    if (h.tag != kTagMETA || !meta.read(h, f)) {
+        return refused;
+    }
+    const int64 metaEnd = f.tell(&ok);
+    numSamples = meta.numSamples;
+    firstTime = meta.firstTime;
+    lastTime = meta.lastTime;
+    rate = meta.rate;
+    if (!ok || numSamples == 0) {
+        return ok ? ZelStatus() : refused;
+    }
+    const ZelStatus status = readSections(metaEnd, false);
+    return status.ok() ? checkSamples(false) : status;
+}
+
 ZelStatus ZelReader::Impl::readMetadata(const ZelChunkRef& meta) {
     const ZelStatus corrupt = fail(ZelStatusCode::kCorrupt, "error reading META chunk");
     if (meta.header.type != kTypeGroup || meta.header.length < 0 ||
@@ -81,12 +119,18 @@ ZelStatus ZelReader::Impl::readMetadata(const ZelChunkRef& meta) {
         return corrupt;
     }
     // Typed children are read wherever they stand, the last of a kind winning, as a loader
-    // reads them; everything is walked so that a malformed chunk anywhere refuses the file.
+    // reads them; everything is walked so that a malformed chunk anywhere refuses the file, and
+    // so does a group nested deeper than a loader follows (the metadata chunk is level 1).
     ZelChunkRef top;
     const unsigned char* b = bytes();
+    bool tooDeep = false;
     const bool wellFormed =
         walkChunks(b, meta.payload(), meta.end(), [&](int64 at, const ZelHeader& c, int depth) {
             const ZelChunkRef chunk{at, c};
+            if (c.type == kTypeGroup && c.length > 0 && depth + 2 > kMaxGroupLevels) {
+                tooDeep = true;
+                return WalkStep::kStop;
+            }
             if (depth == 0) {
                 top = chunk;
                 if (is(c, kTagWAPP, kTypeCstr))
@@ -115,7 +159,7 @@ ZelStatus ZelReader::Impl::readMetadata(const ZelChunkRef& meta) {
             }
             return WalkStep::kDescend;
         });
-    if (!wellFormed) {
+    if (!wellFormed || tooDeep) {
         return corrupt;
     }
     byName.reserve(objects.size());
@@ -125,7 +169,7 @@ ZelStatus ZelReader::Impl::readMetadata(const ZelChunkRef& meta) {
     return ZelStatus();
 }
 
-ZelStatus ZelReader::Impl::readSections(int64 from) {
+ZelStatus ZelReader::Impl::readSections(int64 from, bool readerChecks) {
     const auto corrupt = [this](const std::string& reason) {
         return fail(ZelStatusCode::kCorrupt, reason);
     };
@@ -142,7 +186,7 @@ ZelStatus ZelReader::Impl::readSections(int64 from) {
             return corrupt("error skipping chunk");
         }
         // The writers patch a section's length once its samples are on disk: it fits the file.
-        if (!payloadFits(h, static_cast<uint64>(s.tell()), map.size())) {
+        if (readerChecks && !payloadFits(h, static_cast<uint64>(s.tell()), map.size())) {
             return corrupt("the samples section for sample " + std::to_string(jumps.size()) +
                            " runs past the end of the file");
         }
@@ -155,8 +199,9 @@ ZelStatus ZelReader::Impl::readSections(int64 from) {
         if (error == SectionTablesError::kJumps) {
             return corrupt("error reading JSAM chunk");
         }
-        // A reserve past the end of the file is refused, as a file's seek there may be.
-        if (error == SectionTablesError::kReserve || s.tell() > size()) {
+        // A reserve past the end of the file is refused, as a file's seek there may be (the
+        // loader's seek is allowed there).
+        if (error == SectionTablesError::kReserve || (readerChecks && s.tell() > size())) {
             return corrupt("error skipping FREE chunk");
         }
         if (!t.hasJumps) {
@@ -185,21 +230,16 @@ ZelStatus ZelReader::Impl::readSections(int64 from) {
     }
 }
 
-ZelStatus ZelReader::Impl::checkSamples() const {
+ZelStatus ZelReader::Impl::checkSamples(bool readerChecks) const {
     const auto corrupt = [this](const std::string& reason) {
         return fail(ZelStatusCode::kCorrupt, reason);
     };
-    if (static_cast<int64>(jumps.size()) != numSamples || numSamples > INT_MAX) {
+    const auto count = static_cast<int64>(jumps.size());
+    if (count != numSamples || (readerChecks && numSamples > INT_MAX)) {
         return corrupt("number of samples is wrong");
     }
     if (times.empty()) {
-        const double x = (lastTime - firstTime) * rate;
-        // Rounded half away from zero; a NaN or out-of-range count never matches a table.
-        if (!(x > -2147483648.0 && x < 2147483647.0)) {
-            return corrupt("number of samples is wrong");
-        }
-        const int n = x > 0.0 ? static_cast<int>(x + 0.5) : -static_cast<int>(0.5 - x);
-        if (static_cast<float>(jumps.size()) != static_cast<float>(n) + 1.0f) {
+        if (!uniformCountMatches(uniformSampleCount(firstTime, lastTime, rate), count)) {
             return corrupt("number of samples is wrong");
         }
     } else if (firstTime != times.front()) {
@@ -207,7 +247,7 @@ ZelStatus ZelReader::Impl::checkSamples() const {
     } else if (lastTime != times.back()) {
         return corrupt("last time is wrong");
     }
-    for (size_t i = 0; i < jumps.size(); ++i) {
+    for (size_t i = 0; readerChecks && i < jumps.size(); ++i) {
         const int64 at = jumps[i];
         const std::string sample = "sample " + std::to_string(i);
         ZelHeader h;

@@ -201,7 +201,8 @@ void describe(const ZelReader::Impl& r, const SectionScan& scan, const Kept& kep
 
 // Whether the reader's own checks of the tables against the metadata pass, on entries of its own.
 bool loads(ZelReader::Impl& r) {
-    return r.numSamples == 0 || (r.readSections(r.metadata.end()).ok() && r.checkSamples().ok());
+    return r.numSamples == 0 ||
+           (r.readSections(r.metadata.end(), true).ok() && r.checkSamples(true).ok());
 }
 
 }  // namespace

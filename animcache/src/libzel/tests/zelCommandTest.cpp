@@ -2,9 +2,16 @@
 // and messages on the demo cache, damaged copies, files that are not caches and wrong usage.
 #include <nlohmann/json.hpp>
 
+#include <signal.h>
+
+#include <algorithm>
+#include <functional>
+
 #include "ZelVersion.h"
+#include "support/Child.h"
 #include "support/TempDir.h"
 #include "support/UtilsRun.h"
+#include "support/WriterScene.h"
 
 using namespace Zel;
 using ZelTest::TempDir;
@@ -175,4 +182,95 @@ TEST_F(ZelCommand, ClassicSubcommandsPrintWhatTheClassicToolsPrint) {
         EXPECT_EQ(viaZel.out, classic.out) << row.sub;
         EXPECT_FALSE(viaZel.out.empty() && row.status == 0 && std::string(row.sub) != "diff");
     }
+}
+
+namespace {
+
+// `bytes` cut to `size`, written to `path`.
+void writeCut(const std::string& path, ZelTest::Bytes bytes, size_t size) {
+    bytes.resize(size);
+    ZelTest::writeFileBytes(path, bytes);
+}
+
+}  // namespace
+
+// Every file the writer's crash trials leave damaged (an append killed before its commit, one
+// killed between the commit's two writes) and every cut copy fails zel check with exit 1; zel
+// repair makes each one pass, keeping every sample the file held.
+TEST_F(ZelCommand, CheckFailsWhatCrashesAndCutsLeaveAndPassesItOnceRepaired) {
+    const std::string trial = dir.file("trial.zel");
+    ZelWriterOptions options = ZelTest::sceneOptions();
+    options.reservedSamples = 4;
+    ASSERT_TRUE(ZelTest::writeScene(trial, options, ZelTest::frames(1, 6)));
+    const ZelTest::Bytes whole = ZelTest::readFileBytes(trial);
+    EXPECT_EQ(zel("check trial.zel").status, 0);
+    // The metadata chunk follows the 24-byte identification chunk.
+    int64 metaLength = 0;
+    std::memcpy(&metaLength, whole.data() + 24 + 8, 8);
+    const size_t metaEnd = size_t(24 + 16 + metaLength);
+    const auto jumps = std::search(whole.begin(), whole.end(), "JSAM", "JSAM" + 4) - whole.begin();
+
+    const struct {
+        const char* name;
+        std::function<void(const std::string&)> damage;
+        int64 samplesAfterRepair;
+    } trials[] = {
+        {"killed before its commit",
+         [](const std::string& p) {
+             EXPECT_EQ(ZelTest::inChild([&] { return ZelTest::appendFrames(p, 3, false); }),
+                       -SIGKILL);
+         },
+         6},
+        {"killed between the commit's writes",
+         [&](const std::string& p) {
+             ASSERT_TRUE(ZelTest::appendFrames(p, 3, true));
+             ZelTest::Bytes b = ZelTest::readFileBytes(p);
+             std::copy(whole.begin() + 24, whole.begin() + long(metaEnd), b.begin() + 24);
+             ZelTest::writeFileBytes(p, b);
+         },
+         9},
+        {"one byte short", [&](const std::string& p) { writeCut(p, whole, whole.size() - 1); }, 5},
+        {"cut mid-sample", [&](const std::string& p) { writeCut(p, whole, whole.size() - 300); },
+         5},
+        {"cut mid-table", [&](const std::string& p) { writeCut(p, whole, size_t(jumps) + 20); }, 0},
+    };
+    for (const auto& t : trials) {
+        SCOPED_TRACE(t.name);
+        ZelTest::writeFileBytes(trial, whole);
+        t.damage(trial);
+        const ToolRun check = zel("check --json trial.zel");
+        EXPECT_EQ(check.status, 1) << check.out;
+        const Json report = Json::parse(check.out);
+        ASSERT_GE(report["problems"].size(), 1u);
+        EXPECT_FALSE(report["problems"][0]["message"].get<std::string>().empty());
+        const ToolRun repair = zel("repair trial.zel --in-place");
+        EXPECT_EQ(repair.status, 0) << repair.err;
+        EXPECT_EQ(zel("check trial.zel").status, 0) << zel("check trial.zel").out;
+        ZelCache cache;
+        ASSERT_TRUE(cache.load(trial.c_str()));
+        EXPECT_EQ(cache.getNumSamples(), t.samplesAfterRepair);
+    }
+}
+
+// Per-range caches stitch into what one writer writes at once; ranges that overlap are refused
+// with exit 1 and leave no output.
+TEST_F(ZelCommand, StitchJoinsRangesAndRefusesOverlaps) {
+    ZelWriterOptions options = ZelTest::sceneOptions();
+    options.frameCount = 9;
+    ASSERT_TRUE(ZelTest::writeScene(dir.file("all.zel"), options, ZelTest::frames(1, 9)));
+    for (int part = 0; part < 3; ++part) {
+        const std::string name = dir.file("part" + std::to_string(part) + ".zel");
+        options.firstTime = float(1 + 3 * part);
+        ASSERT_TRUE(ZelTest::writeScene(name, options, ZelTest::frames(options.firstTime, 3)));
+    }
+    const ToolRun stitch = zel("stitch part0.zel part1.zel part2.zel -o joined.zel");
+    EXPECT_EQ(stitch.status, 0) << stitch.err;
+    EXPECT_EQ(zel("diff all.zel joined.zel").status, 0) << "same bytes but the date stamp";
+    const ToolRun overlap = zel("stitch part0.zel part2.zel part1.zel -o bad.zel");
+    EXPECT_EQ(overlap.status, 1);
+    EXPECT_EQ(overlap.err,
+              "zel: 'part1.zel' starts at frame 4, which 'part2.zel' already covers (it ends at "
+              "frame 9)\n");
+    EXPECT_TRUE(ZelTest::readFileBytes(dir.file("bad.zel")).empty());
+    EXPECT_EQ(zel("stitch part0.zel").status, 2) << "no -o";
 }

@@ -34,6 +34,7 @@ int runInfo(const Subcommand&, const ToolArgs&);
 int runDump(const Subcommand&, const ToolArgs&);
 int runDiff(const Subcommand&, const ToolArgs&);
 int runLs(const Subcommand&, const ToolArgs&);
+int runCheck(const Subcommand&, const ToolArgs&);
 int runRepair(const Subcommand&, const ToolArgs&);
 int runStitch(const Subcommand&, const ToolArgs&);
 int runSample(const Subcommand&, const ToolArgs&);

@@ -23,6 +23,14 @@ const std::vector<Subcommand>& subcommands() {
          "  --json  the listing as JSON",
          {{"json", 0, false}},
          runLs},
+        {"check",
+         "FILE [--json] [--strict]",
+         "checks every chunk of every sample and lists each problem with where it lies",
+         "  --json    the report as JSON\n"
+         "  --strict  warnings (non-finite positions) count as errors\n"
+         "  exit status: 0 clean, 1 problems found, 2 unreadable",
+         {{"json", 0, false}, {"strict", 0, false}},
+         runCheck},
         {"repair",
          "FILE (-o OUT | --in-place)",
          "makes a cut or interrupted cache load again with every whole sample",

@@ -11,7 +11,7 @@ seconds=$2
 shift 2
 here=$(dirname "$(realpath "$0")")
 targets=("$@")
-[ ${#targets[@]} -eq 0 ] && targets=(load reader tools append)
+[ ${#targets[@]} -eq 0 ] && targets=(load reader tools append check)
 status=0
 for target in "${targets[@]}"; do
   corpus="$build/corpus/$target"
