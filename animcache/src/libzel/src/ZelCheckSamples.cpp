@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "ZelCheckImpl.h"
+#include "ZelProgressTicker.h"
 
 namespace Zel {
 
@@ -15,25 +16,15 @@ using std::to_string;
 }  // namespace
 
 void ZelChecker::checkSamples() {
-    const auto total = static_cast<int64>(jumps_.size());
-    const ZelProgress& progress = options_.progress;
-    if (progress) {
-        progress(0, total);
-    }
-    // At most 200 calls between the first and the last.
-    const int64 step = std::max<int64>(1, (total + 199) / 200);
+    const ZelProgressTicker ticker(options_.progress, static_cast<int64>(jumps_.size()));
     int64 done = 0;
     for (const Section& s : sections_) {
         for (size_t i = 0; i < s.jumpCount; ++i) {
             checkSample(static_cast<int64>(s.firstJump + i), s);
-            if (++done % step == 0 && done < total && progress) {
-                progress(done, total);
-            }
+            ticker.done(++done);
         }
     }
-    if (progress) {
-        progress(total, total);
-    }
+    ticker.finish();
 }
 
 void ZelChecker::checkSample(int64 k, const Section& s) {

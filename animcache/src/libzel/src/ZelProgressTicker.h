@@ -8,12 +8,12 @@
 
 namespace Zel {
 
-// Calls `progress` (when not empty) with done 0 when constructed, with every 1/200th of `total`
-// as work goes on, and with done == total from finish().
+// Calls `progress` (when not empty) with done 0 when constructed, at most 200 times in between as
+// work goes on, and with done == total from finish().
 class ZelProgressTicker {
   public:
     ZelProgressTicker(const ZelProgress& progress, int64 total)
-        : progress_(progress), total_(total), step_(std::max<int64>(1, total / 200)) {
+        : progress_(progress), total_(total), step_(std::max<int64>(1, (total + 199) / 200)) {
         if (progress_) {
             progress_(0, total_);
         }

@@ -1,10 +1,13 @@
-// Fuzz target: checkCache on the input. Besides never crashing, its report must agree with the
-// readers: `loads` is exactly what ZelCache::load says, and a file found clean and loadable opens
-// in ZelReader too. The report keeps its own promises: problems in file order, at most the limit,
-// each one line starting in lower case; progress from 0 to the total, a few hundred calls at most.
+// Fuzz target: checkCache and repairCache on the input. Besides never crashing, the check's report
+// must agree with the readers: `loads` is exactly what ZelCache::load says, and a file found clean
+// and loadable opens in ZelReader too. The report keeps its own promises: problems in file order,
+// at most the limit, each one line starting in lower case; progress from 0 to the total, a few
+// hundred calls at most. Whatever repairCache writes loads in ZelCache and ZelReader, and the
+// check agrees that it loads.
 #include <cctype>
 #include <cstdint>
 #include <cstdlib>
+#include <string>
 
 #include "FuzzInput.h"
 #include "Zel.h"
@@ -32,6 +35,21 @@ void checkReport(const ZelCheckReport& r, const ZelCheckOptions& options) {
                 p.message.back() != '.' && p.message.find('\n') == std::string::npos);
         require(!options.strict || p.severity == ZelSeverity::kError);
     }
+}
+
+// Repairs `path` into a file beside it; what the repair writes must load everywhere.
+void checkRepair(const char* path) {
+    const std::string repaired = std::string(path) + ".repaired";
+    ZelRepairReport report;
+    if (!repairCache(path, repaired, report).ok()) {
+        return;
+    }
+    ZelCache cache;
+    ZelReader reader;
+    ZelCheckReport check;
+    require(cache.load(repaired.c_str(), false) && reader.open(repaired).ok());
+    require(checkCache(repaired, check).ok() && check.loads);
+    require(report.samplesKept == reader.sampleCount());
 }
 
 }  // namespace
@@ -63,5 +81,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         ZelReader reader;
         require(reader.open(path).ok());
     }
+    checkRepair(path);
     return 0;
 }
