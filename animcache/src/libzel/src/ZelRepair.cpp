@@ -180,9 +180,9 @@ void describe(const ZelReader::Impl& r, const SectionScan& scan, const Kept& kep
                         " do not read: the samples it and the sections after it hold are lost");
     }
     if (kept.count < listed) {
-        // Samples are counted from 1 here, as "kept 57 samples" reads on to sample 58.
+        // Samples are counted from 0, as every other message and index of the library counts them.
         const float t = timeOf(r, scan, kept.count);
-        const std::string first = "sample " + std::to_string(kept.count + 1) +
+        const std::string first = "sample " + std::to_string(kept.count) +
                                   (std::isfinite(t) ? " (frame " + text(t) + ")" : std::string());
         notes.push_back(listed - kept.count == 1
                             ? "dropped " + first + ": " + kept.why
