@@ -79,6 +79,14 @@ TEST_F(ZelCommand, ExplainsRefusalsAndUsageWithExitTwo) {
         EXPECT_EQ(r.err.rfind(row.err, 0), 0u) << row.args << "\n" << r.err;
         EXPECT_EQ(r.out, "") << row.args;
     }
+    // A damaged cache: the reader's reason, and where to go from there.
+    ZelTest::Bytes cut = ZelTest::readFileBytes(demo);
+    cut.pop_back();
+    ZelTest::writeFileBytes(dir.file("cut.zel"), cut);
+    const ToolRun damaged = zel("ls cut.zel");
+    EXPECT_EQ(damaged.status, 2);
+    EXPECT_EQ(damaged.err.rfind("zel: cut.zel: ", 0), 0u) << damaged.err;
+    EXPECT_NE(damaged.err.find("zel check lists every problem"), std::string::npos);
     const std::string version = std::string("(libzel) ") + ZEL_VERSION_STRING + "\n";
     EXPECT_EQ(std::string(zelVersion()), ZEL_VERSION_STRING);
     for (const char* tool : {"zel", "zelinfo", "zel2txt", "zeldiff", "zeltest"}) {

@@ -40,7 +40,9 @@ bool probe(const std::string& path) {
 
 bool openReader(const std::string& path, Zel::ZelReader& reader) {
     const Zel::ZelStatus status = reader.open(path);
-    if (!status.ok()) {
+    if (status.code() == Zel::ZelStatusCode::kCorrupt) {
+        fail(status.message() + " (zel check lists every problem, zel repair mends a cut file)");
+    } else if (!status.ok()) {
         fail(status.message());
     }
     return status.ok();

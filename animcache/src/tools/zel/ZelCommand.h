@@ -48,7 +48,8 @@ int fail(const std::string& message, int exitStatus = kExitTrouble);
 int failStatus(const Zel::ZelStatus& status);
 // Probes `path` (it opens, it is a cache) and prints why not; false then.
 bool probe(const std::string& path);
-// Opens `path` with `reader`; false after printing why it could not.
+// Opens `path` with `reader`; false after printing why it could not (for a damaged cache, with a
+// pointer to zel check and zel repair).
 bool openReader(const std::string& path, Zel::ZelReader& reader);
 
 // Parses a number operand or option value; false after a usage error naming `what`.
