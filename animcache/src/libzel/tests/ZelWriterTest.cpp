@@ -247,7 +247,8 @@ TEST(ZelWriter, AWriteCutShortNeverLosesWhatTheFileHeld) {
     ASSERT_TRUE(writeScene(path, options, frames(1, 6)));
     const std::vector<unsigned char> original = readFileBytes(path);
     const auto size = rlim_t(original.size());
-    // The size an append of 8 frames (the reserve, then a new section) reaches.
+    // The size an append of 8 frames reaches (they fit the section's reserve, which holds at least
+    // 100 entries whatever reservedSamples asks).
     ZelTest::writeFileBytes(dir.file("copy.zel"), original);
     ASSERT_TRUE(appendFrames(dir.file("copy.zel"), 8, true));
     const auto full = rlim_t(readFileBytes(dir.file("copy.zel")).size());
