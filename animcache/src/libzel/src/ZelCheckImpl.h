@@ -43,18 +43,24 @@ class ZelChecker {
         uint8 type, compound, dimension;
         int depth;
     };
+    // A mesh's faces, as the first "PIDS" and "PCNT" of a definition or an object group give them.
+    struct Faces {
+        bool seenIndices = false, hasIndices = false;  // a "PIDS" met; it holds int32 values
+        int64 minIndex = 0, maxIndex = -1, indexCount = 0;
+        bool seenCounts = false, hasCounts = false;  // a "PCNT" met; it holds int32 values
+        int64 countSum = 0;
+        // Takes in `h`, whose payload is at `values`, when it is the first "PIDS" or "PCNT".
+        void note(const ZelHeader& h, const unsigned char* values);
+    };
     // What an object's samples are checked against: its definition, and its first sample.
     // Readers look in the definition first, so what it holds hides what samples hold.
     struct Object {
         int64 offset = -1;  // its "DOBJ"
         int animatedAttrs = 0;
-        bool pointsInDefinition = false, indicesInDefinition = false, countsInDefinition = false;
-        int64 staticPoints = -1;     // points of the definition's "POSI", when it holds reals
-        bool staticIndices = false;  // the definition's "PIDS" holds int32 values, in this range
-        int64 minIndex = 0, maxIndex = -1, indexCount = 0;
-        bool staticCounts = false;  // the definition's "PCNT" holds int32 values, of this sum
-        int64 countSum = 0;
-        int64 firstSample = -1;  // the first sample whose group was checked whole
+        bool pointsInDefinition = false;
+        int64 staticPoints = -1;  // points of the definition's "POSI", when it holds reals
+        Faces faces;              // the definition's faces
+        int64 firstSample = -1;   // the first sample whose group was checked whole
         size_t shapeBegin = 0, shapeCount = 0;
         int64 firstPoints = -1, firstPointsSample = -1;
         int64 indicesCheckedFor = -2;  // the point count the definition's indices were checked for
@@ -72,10 +78,7 @@ class ZelChecker {
         int perPoint = 3;
         bool wholePoints = true;
         int64 positionValues = 0, nonFinite = 0;  // over every "POSI"
-        bool seenIndices = false, hasIndices = false;
-        int64 minIndex = 0, maxIndex = -1, indexCount = 0;
-        bool seenCounts = false, hasCounts = false;
-        int64 countSum = 0;
+        Faces faces;
         bool atrsSeen = false, inAtrs = false;
         int atrsValues = 0;
     };

@@ -107,6 +107,19 @@ std::string layoutOf(uint8 type, uint8 compound, uint8 dimension) {
 
 }  // namespace
 
+void ZelChecker::Faces::note(const ZelHeader& h, const unsigned char* values) {
+    if (h.tag == kTagPIDS && !seenIndices) {
+        seenIndices = true;
+        hasIndices = h.type == kTypeInt32;
+        indexCount = hasIndices ? h.length / 4 : 0;
+        indexRange(values, indexCount, minIndex, maxIndex);
+    } else if (h.tag == kTagPCNT && !seenCounts) {
+        seenCounts = true;
+        hasCounts = h.type == kTypeInt32;
+        countSum = hasCounts ? sumOf(values, h.length / 4) : 0;
+    }
+}
+
 std::string ZelChecker::objectIn(int o, int64 k) const {
     return "object " + to_string(o) + " in sample " + to_string(k);
 }
@@ -148,27 +161,20 @@ void ZelChecker::readDefinition(int o) {
                     });
                 }
             }
-        } else if (h.tag == kTagPIDS && !d.indicesInDefinition) {
-            d.indicesInDefinition = true;
-            d.staticIndices = h.type == kTypeInt32;
-            d.indexCount = d.staticIndices ? h.length / 4 : 0;
-            indexRange(values, d.indexCount, d.minIndex, d.maxIndex);
-        } else if (h.tag == kTagPCNT && !d.countsInDefinition) {
-            d.countsInDefinition = true;
-            d.staticCounts = h.type == kTypeInt32;
-            d.countSum = d.staticCounts ? sumOf(values, h.length / 4) : 0;
+        } else {
+            d.faces.note(h, values);
         }
         return WalkStep::kDescend;
     });
-    if (d.staticCounts && d.staticIndices && d.countSum != d.indexCount) {
+    if (d.faces.hasCounts && d.faces.hasIndices && d.faces.countSum != d.faces.indexCount) {
         error(d.offset, o, -1, [&] {
             return "the faces (\"PCNT\") of object " + to_string(o) + " use " +
-                   to_string(d.countSum) + " point indices, its \"PIDS\" holds " +
-                   to_string(d.indexCount);
+                   to_string(d.faces.countSum) + " point indices, its \"PIDS\" holds " +
+                   to_string(d.faces.indexCount);
         });
     }
-    if (d.staticIndices && d.staticPoints >= 0) {
-        checkIndices(d.offset, o, -1, d.minIndex, d.maxIndex, d.staticPoints);
+    if (d.faces.hasIndices && d.staticPoints >= 0) {
+        checkIndices(d.offset, o, -1, d.faces.minIndex, d.faces.maxIndex, d.staticPoints);
     }
 }
 
@@ -191,15 +197,8 @@ void ZelChecker::objectChunk(int64 at, const ZelHeader& h, int depth) {
     const unsigned char* values = bytes_ + at + kHeaderSize;
     if (h.tag == kTagPOSI && isReal(h.type)) {
         notePositions(at, h);
-    } else if (h.tag == kTagPIDS && !current_.seenIndices) {
-        current_.seenIndices = true;
-        current_.hasIndices = h.type == kTypeInt32;
-        current_.indexCount = current_.hasIndices ? h.length / 4 : 0;
-        indexRange(values, current_.indexCount, current_.minIndex, current_.maxIndex);
-    } else if (h.tag == kTagPCNT && !current_.seenCounts) {
-        current_.seenCounts = true;
-        current_.hasCounts = h.type == kTypeInt32;
-        current_.countSum = current_.hasCounts ? sumOf(values, h.length / 4) : 0;
+    } else {
+        current_.faces.note(h, values);
     }
 }
 
@@ -308,7 +307,7 @@ void ZelChecker::checkObjectCounts(int64 k, Object& def) {
     }
     const bool samplePoints = !def.pointsInDefinition && current_.positionsAt >= 0;
     const int64 points = def.pointsInDefinition ? def.staticPoints : current_.points;
-    if (samplePoints && (def.indicesInDefinition || def.countsInDefinition)) {
+    if (samplePoints && (def.faces.seenIndices || def.faces.seenCounts)) {
         if (def.firstPointsSample < 0) {
             def.firstPoints = points;
             def.firstPointsSample = k;
@@ -321,20 +320,21 @@ void ZelChecker::checkObjectCounts(int64 k, Object& def) {
             });
         }
     }
-    const bool sampleIndices = !def.indicesInDefinition && current_.hasIndices;
+    const bool sampleIndices = !def.faces.seenIndices && current_.faces.hasIndices;
     if (sampleIndices) {
-        checkIndices(current_.offset, o, k, current_.minIndex, current_.maxIndex, points);
-    } else if (def.staticIndices && samplePoints && points != def.indicesCheckedFor) {
+        checkIndices(current_.offset, o, k, current_.faces.minIndex, current_.faces.maxIndex,
+                     points);
+    } else if (def.faces.hasIndices && samplePoints && points != def.indicesCheckedFor) {
         // The same indices against the same count give the same answer: said once.
         def.indicesCheckedFor = points;
-        checkIndices(current_.offset, o, k, def.minIndex, def.maxIndex, points);
+        checkIndices(current_.offset, o, k, def.faces.minIndex, def.faces.maxIndex, points);
     }
-    const bool sampleCounts = !def.countsInDefinition && current_.hasCounts;
-    const bool counts = sampleCounts || def.staticCounts;
-    const bool indices = sampleIndices || def.staticIndices;
+    const bool sampleCounts = !def.faces.seenCounts && current_.faces.hasCounts;
+    const bool counts = sampleCounts || def.faces.hasCounts;
+    const bool indices = sampleIndices || def.faces.hasIndices;
     if ((sampleCounts || sampleIndices) && counts && indices) {
-        const int64 sum = sampleCounts ? current_.countSum : def.countSum;
-        const int64 n = sampleIndices ? current_.indexCount : def.indexCount;
+        const int64 sum = sampleCounts ? current_.faces.countSum : def.faces.countSum;
+        const int64 n = sampleIndices ? current_.faces.indexCount : def.faces.indexCount;
         if (sum != n) {
             error(current_.offset, o, k, [&] {
                 return objectIn(o, k) + ": its faces (\"PCNT\") use " + to_string(sum) +
