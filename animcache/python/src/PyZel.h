@@ -6,6 +6,7 @@
 #include <pybind11/pybind11.h>
 
 #include <memory>
+#include <string_view>
 #include <vector>
 
 #include "ZelReader.h"
@@ -18,6 +19,9 @@ namespace py = pybind11;
 // Raises the zel exception matching `status` (zel.FileError for a system cause when `file` is
 // set, zel.InvalidArgument for a refused request, zel.Error otherwise); nothing when ok.
 void check(const Zel::ZelStatus& status, bool file = false);
+
+// `bytes` as a str; bytes that are not UTF-8 become U+FFFD rather than an exception.
+py::str text(std::string_view bytes);
 
 // A float32 array of shape (values / dimension, dimension) that takes over `values`.
 py::array_t<float> floatArray(std::vector<float>&& values, int dimension);

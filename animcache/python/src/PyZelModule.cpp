@@ -47,6 +47,15 @@ void check(const Zel::ZelStatus& status, bool file) {
     throw py::error_already_set();
 }
 
+py::str text(std::string_view bytes) {
+    PyObject* s =
+        PyUnicode_DecodeUTF8(bytes.data(), static_cast<Py_ssize_t>(bytes.size()), "replace");
+    if (s == nullptr) {
+        throw py::error_already_set();
+    }
+    return py::reinterpret_steal<py::str>(s);
+}
+
 py::array_t<float> floatArray(std::vector<float>&& values, int dimension) {
     auto* owned = new std::vector<float>(std::move(values));
     py::capsule free(owned, [](void* p) { delete static_cast<std::vector<float>*>(p); });
@@ -67,6 +76,11 @@ py::array viewArray(const Zel::ZelDataView& view, const std::shared_ptr<Zel::Zel
     if (d > 1 && view.count % d == 0) {
         shape = {static_cast<py::ssize_t>(view.count / d), d};
         strides = {item * d, item};
+        if (d == 9 || d == 16) {  // matrices as (n, 3, 3) or (n, 4, 4)
+            const py::ssize_t side = d == 9 ? 3 : 4;
+            shape = {shape[0], side, side};
+            strides = {item * d, item * side, item};
+        }
     }
     py::array array(dtype, shape, strides, view.data, base);
     // The mapping is read-only: a write through the array would fault.

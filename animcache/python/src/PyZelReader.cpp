@@ -81,7 +81,7 @@ py::object attributeView(const Reader& self, int object, int attr, int sample) {
     int64_t start = 0;
     for (int64_t i = 0; i < v.count; ++i) {
         if (p[i] == '\0') {
-            strings.append(py::str(p + start, static_cast<size_t>(i - start)));
+            strings.append(text(std::string_view(p + start, static_cast<size_t>(i - start))));
             start = i + 1;
         }
     }
@@ -160,7 +160,7 @@ py::tuple attribute(const Reader& self, int object, int attr) {
         throw py::index_error("no attribute " + std::to_string(attr));
     }
     const Zel::ZelAttrInfo info = self.r().attribute(object, attr);
-    return py::make_tuple(std::string(info.name), std::string(info.typeName), info.animated);
+    return py::make_tuple(text(info.name), text(info.typeName), info.animated);
 }
 
 py::array_t<float> times(const Reader& self) {
@@ -174,9 +174,9 @@ void defineFileProperties(py::class_<Reader>& c) {
     c.def_property_readonly("path", [](const Reader& s) { return s.r().path(); })
         .def_property_readonly("version", [](const Reader& s) { return s.r().version(); })
         .def_property_readonly("application",
-                               [](const Reader& s) { return std::string(s.r().application()); })
+                               [](const Reader& s) { return text(s.r().application()); })
         .def_property_readonly("source_file",
-                               [](const Reader& s) { return std::string(s.r().sourceFile()); })
+                               [](const Reader& s) { return text(s.r().sourceFile()); })
         .def_property_readonly("date_stamp", [](const Reader& s) { return s.r().dateStamp(); })
         .def_property_readonly("world_space", [](const Reader& s) { return s.r().worldSpace(); })
         .def_property_readonly("sample_count", [](const Reader& s) { return s.r().sampleCount(); })
@@ -198,7 +198,7 @@ void defineReader(py::module_& m) {
     c.def("object_name",
           [](const Reader& s, int o) {
               s.checkObject(o);
-              return std::string(s.r().objectName(o));
+              return text(s.r().objectName(o));
           })
         .def("object_kind",
              [](const Reader& s, int o) {

@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include <pybind11/stl.h>
+
 #include "PyZel.h"
 #include "ZelWriter.h"
 
@@ -41,6 +43,18 @@ py::array_t<T> numbers(py::handle values, const std::string& what, py::ssize_t c
         throw py::value_error(what + " must have shape " + want + ", not " + shapeText(a));
     }
     return py::array_t<T, py::array::c_style | py::array::forcecast>::ensure(a);
+}
+
+// `values` as a list of str; anything else is a TypeError.
+std::vector<std::string> strings(py::handle values, const std::string& what) {
+    if (py::isinstance<py::str>(values)) {
+        return {values.cast<std::string>()};
+    }
+    try {
+        return values.cast<std::vector<std::string>>();
+    } catch (const py::cast_error&) {
+        throw py::type_error(what + " must be a str or a list of str");
+    }
 }
 
 template <class T>
@@ -163,7 +177,7 @@ void addStaticAttribute(ZelWriter& w, int object, const std::string& name, py::h
                         const std::string& type, int dimension, const std::string& typeName) {
     const Zel::ZelAttrDesc d = attrDesc(name, type, dimension, typeName);
     if (d.type == Zel::ZelElementType::kString) {
-        check(w.addStaticAttribute(object, d, values.cast<std::vector<std::string>>()));
+        check(w.addStaticAttribute(object, d, strings(values, name)));
     } else if (d.type == Zel::ZelElementType::kInt32) {
         check(w.addStaticAttribute(object, d, viewOf(numbers<int>(values, name))));
     } else if (d.type == Zel::ZelElementType::kInt64) {
@@ -178,13 +192,11 @@ void addStaticAttribute(ZelWriter& w, int object, const std::string& name, py::h
 // An animated attribute's value: strings as a list, numbers as doubles (converted to the
 // declared type by the library).
 void setAttribute(ZelWriter& w, int object, int attr, py::handle values) {
-    if (py::isinstance<py::str>(values)) {
-        check(w.setAttribute(object, attr, std::vector<std::string>{values.cast<std::string>()}));
-        return;
-    }
-    if (py::isinstance<py::list>(values) && py::len(values) > 0 &&
-        py::isinstance<py::str>(values.cast<py::list>()[0])) {
-        check(w.setAttribute(object, attr, values.cast<std::vector<std::string>>()));
+    const bool text = py::isinstance<py::str>(values) ||
+                      (py::isinstance<py::list>(values) && py::len(values) > 0 &&
+                       py::isinstance<py::str>(values.cast<py::list>()[0]));
+    if (text) {
+        check(w.setAttribute(object, attr, strings(values, "attribute values")));
         return;
     }
     check(w.setAttribute(object, attr, viewOf(numbers<double>(values, "attribute values"))));
