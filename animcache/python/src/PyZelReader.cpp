@@ -95,10 +95,12 @@ py::array_t<float> floatsAt(const Reader& self, int object, Query query, int dim
     std::vector<float> out;
     Zel::ZelValuesInfo info;
     info.dimension = dimension;
+    // Another thread may close the Reader while this one runs without the GIL.
+    const ReaderPtr reader = self.ptr();
     Zel::ZelStatus status;
     {
         py::gil_scoped_release release;
-        status = query(self.r(), out, info);
+        status = query(*reader, out, info);
     }
     check(status);
     return floatArray(std::move(out), info.dimension);

@@ -234,23 +234,9 @@ void defineFrame(py::class_<ZelWriter>& c) {
              })
         .def("set_matrix", &setMatrix)
         .def("set_attribute", &setAttribute)
-        .def("end_frame",
-             [](ZelWriter& w) {
-                 Zel::ZelStatus s;
-                 {
-                     py::gil_scoped_release release;
-                     s = w.endFrame();
-                 }
-                 check(s, true);
-             })
-        .def("close", [](ZelWriter& w) {
-            Zel::ZelStatus s;
-            {
-                py::gil_scoped_release release;
-                s = w.close();
-            }
-            check(s, true);
-        });
+        // The GIL stays held: a ZelWriter serves one thread at a time.
+        .def("end_frame", [](ZelWriter& w) { check(w.endFrame(), true); })
+        .def("close", [](ZelWriter& w) { check(w.close(), true); });
 }
 
 void defineObjects(py::class_<ZelWriter>& c) {

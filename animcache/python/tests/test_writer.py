@@ -93,6 +93,13 @@ def test_bad_declarations_and_frames_refused(tmp):
             loc.add_attribute("q", type="quaternion")
         with pytest.raises(KeyError, match="'loc' has no animated attribute 'nope'"):
             w.write_frame(1, {loc: {"nope": [1.0]}})
+    with zel.create(os.path.join(tmp, "d.zel")) as w:
+        m = w.add_mesh("m", [3], [0, 1, 2])
+        with pytest.raises(zel.InvalidArgument, match="'m' has 3 points; this frame gives 4"):
+            w.write_frame(1, {m: np.zeros((4, 3))})
+        w.write_frame(1, {m: np.ones((3, 3))})
+    with zel.open(os.path.join(tmp, "d.zel")) as c:
+        assert c.sample_count == 1 and (c["m"].sample(0) == 1).all()
     with pytest.raises(zel.FileError) as e:
         zel.append(os.path.join(tmp, "missing.zel"))
     assert isinstance(e.value, OSError) and e.value.code == "not found"

@@ -37,6 +37,7 @@ class CacheWriter:
     def __init__(self) -> None:
         self._w = _zel.Writer()
         self._objects: Dict[str, WriterObject] = {}
+        self._open_time: Optional[float] = None
 
     def __enter__(self) -> "CacheWriter":
         return self
@@ -125,8 +126,13 @@ class CacheWriter:
     def write_frame(self, time: float, values: Mapping[Any, Any]) -> None:
         """Writes the frame at `time`. `values` maps each object (a WriterObject, a name or an
         index) to its points (mesh, curve, surface) or matrix (transform), or to a dict of
-        "positions", "normals", "velocities", "matrix" and animated attribute values."""
-        self._w.begin_frame(time)
+        "positions", "normals", "velocities", "matrix" and animated attribute values. After a
+        refused value the frame stays open: call again with the same time to complete it."""
+        # A refused value leaves the frame open with what was set so far; calling again with
+        # the same time fills it in and writes it.
+        if self._open_time is None or self._open_time != time:
+            self._w.begin_frame(time)
+            self._open_time = time
         for key, value in values.items():
             index = self._index(key)
             if isinstance(value, Mapping):
@@ -134,6 +140,7 @@ class CacheWriter:
             else:
                 self._set(index, self._w.object_kind(index), value)
         self._w.end_frame()
+        self._open_time = None
 
     @property
     def frame_count(self) -> int:
