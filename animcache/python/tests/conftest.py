@@ -51,7 +51,7 @@ def write_every_kind(path, seed=7):
         mesh.add_static_attribute("ids", np.arange(5), type="int32")
         w.add_nurbs_curve("curve", 3, [0, 0, 0, 1, 1, 1], 4)
         w.add_nurbs_surface("surface", (3, 3), [0, 0, 0, 1, 1, 1],
-                            [0, 0, 0, 1, 1, 1], (4, 4))
+                            [0, 0, 0, 1, 1, 1], (4, 4), forms=("open", "periodic"))
         w.add_transform("xf")
         loc = w.add_locator("loc")
         loc.add_attribute("weight", dimension=2)

@@ -29,6 +29,7 @@ def test_every_kind_round_trips(every_kind):
         assert c["loc"].attribute("label") == ["left", "hand"]
         assert c["curve"].degrees.tolist() == [3]
         assert c["surface"].degrees.tolist() == [3, 3]
+        assert c["curve"].forms == ["open"] and c["surface"].forms == ["open", "periodic"]
         assert c["surface"].knots_v.tolist() == [0, 0, 0, 1, 1, 1]
         for i, f in enumerate(frames):
             m = f["mesh"]

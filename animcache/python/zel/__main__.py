@@ -61,6 +61,8 @@ def listing(c: Cache) -> str:
 
 
 def main(argv) -> int:
+    """Prints the listing of the one file in `argv`; 0 on success, 1 for a file that cannot be
+    read, 2 for a wrong command line."""
     if len(argv) != 1:
         print("usage: python3 -m zel FILE", file=sys.stderr)
         return 2

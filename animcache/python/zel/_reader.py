@@ -6,6 +6,9 @@ import numpy as np
 
 from . import _zel
 
+# The file's words for NURBS forms, and the ones zel.create takes.
+_FORMS = {"kOpen": "open", "kClosed": "closed", "kPeriodic": "periodic"}
+
 
 class Object:
     """One object of an open cache: its name, kind ("mesh", "nurbs curve", "nurbs surface",
@@ -65,6 +68,14 @@ class Object:
         return self.sample(-1, "DEGR")
 
     @property
+    def forms(self) -> List[str]:
+        """A NURBS curve's form, or a surface's forms in u and v ("open", "closed",
+        "periodic")."""
+        stored = self.sample(-1, "FORM").tobytes()
+        names = [f.decode("utf-8", "replace") for f in stored.split(b"\0")[:-1]]
+        return [_FORMS.get(n, n) for n in names]
+
+    @property
     def knots(self) -> np.ndarray:
         """A NURBS curve's knots, or a surface's knots in u."""
         return self.sample(-1, "KNTU")
@@ -110,9 +121,11 @@ class Cache:
             Object(self, i) for i in range(self._reader.object_count)]
 
     def __enter__(self) -> "Cache":
+        """The cache itself."""
         return self
 
     def __exit__(self, *exc) -> None:
+        """Closes the cache (live views keep the file mapped)."""
         self.close()
 
     def close(self) -> None:

@@ -40,9 +40,11 @@ class CacheWriter:
         self._open_time: Optional[float] = None
 
     def __enter__(self) -> "CacheWriter":
+        """The writer itself."""
         return self
 
     def __exit__(self, exc_type, *exc) -> None:
+        """Closes the cache, or on an exception drops it and leaves the target as it was."""
         if exc_type is None:
             self.close()
         else:
