@@ -173,21 +173,41 @@ py::array_t<float> times(const Reader& self) {
 }
 
 void defineFileProperties(py::class_<Reader>& c) {
-    c.def_property_readonly("path", [](const Reader& s) { return s.r().path(); })
-        .def_property_readonly("version", [](const Reader& s) { return s.r().version(); })
-        .def_property_readonly("application",
-                               [](const Reader& s) { return text(s.r().application()); })
-        .def_property_readonly("source_file",
-                               [](const Reader& s) { return text(s.r().sourceFile()); })
-        .def_property_readonly("date_stamp", [](const Reader& s) { return s.r().dateStamp(); })
-        .def_property_readonly("world_space", [](const Reader& s) { return s.r().worldSpace(); })
-        .def_property_readonly("sample_count", [](const Reader& s) { return s.r().sampleCount(); })
-        .def_property_readonly("first_time", [](const Reader& s) { return s.r().firstTime(); })
-        .def_property_readonly("last_time", [](const Reader& s) { return s.r().lastTime(); })
-        .def_property_readonly("rate", [](const Reader& s) { return s.r().rate(); })
-        .def_property_readonly("times", &times)
-        .def_property_readonly("object_count", [](const Reader& s) { return s.r().objectCount(); })
-        .def_property_readonly("closed", &Reader::closed);
+    c.def_property_readonly(
+         "path", [](const Reader& s) { return s.r().path(); },
+         "The path the cache was opened from.")
+        .def_property_readonly(
+            "version", [](const Reader& s) { return s.r().version(); },
+            "The file's format version.")
+        .def_property_readonly(
+            "application", [](const Reader& s) { return text(s.r().application()); },
+            "The application that wrote the cache.")
+        .def_property_readonly(
+            "source_file", [](const Reader& s) { return text(s.r().sourceFile()); },
+            "The scene the cache comes from.")
+        .def_property_readonly(
+            "date_stamp", [](const Reader& s) { return s.r().dateStamp(); },
+            "Seconds since 1970 when written, 0 when not stamped.")
+        .def_property_readonly(
+            "world_space", [](const Reader& s) { return s.r().worldSpace(); },
+            "Whether positions and matrices are in world space.")
+        .def_property_readonly(
+            "sample_count", [](const Reader& s) { return s.r().sampleCount(); },
+            "The number of samples.")
+        .def_property_readonly(
+            "first_time", [](const Reader& s) { return s.r().firstTime(); },
+            "The first sample's time, in frames.")
+        .def_property_readonly(
+            "last_time", [](const Reader& s) { return s.r().lastTime(); },
+            "The last sample's time, in frames.")
+        .def_property_readonly(
+            "rate", [](const Reader& s) { return s.r().rate(); },
+            "Samples per frame; 0 when each sample has its own time.")
+        .def_property_readonly("times", &times, "Every sample's time, float32.")
+        .def_property_readonly(
+            "object_count", [](const Reader& s) { return s.r().objectCount(); },
+            "The number of objects.")
+        .def_property_readonly("closed", &Reader::closed, "Whether close() was called.");
 }
 
 }  // namespace
@@ -197,42 +217,57 @@ void defineReader(py::module_& m) {
     c.def(py::init<const std::string&>(), py::arg("path"), "Opens and maps the cache at path.")
         .def("close", &Reader::close, "Lets go of the file; live views keep it mapped.");
     defineFileProperties(c);
-    c.def("object_name",
-          [](const Reader& s, int o) {
-              s.checkObject(o);
-              return text(s.r().objectName(o));
-          })
-        .def("object_kind",
-             [](const Reader& s, int o) {
-                 s.checkObject(o);
-                 return std::string(Zel::kindName(s.r().objectKind(o)));
-             })
-        .def("find_object",
-             [](const Reader& s, const std::string& n) { return s.r().findObject(n); })
-        .def("attribute_count",
-             [](const Reader& s, int o) {
-                 s.checkObject(o);
-                 return s.r().attributeCount(o);
-             })
-        .def("attribute", &attribute)
-        .def("find_attribute",
-             [](const Reader& s, int o, const std::string& n) {
-                 s.checkObject(o);
-                 return s.r().findAttribute(o, n);
-             })
-        .def("point_count",
-             [](const Reader& s, int o, int sample) {
-                 s.checkObject(o);
-                 s.checkSample(sample);
-                 return s.r().pointCount(o, sample);
-             })
-        .def("view", &view)
-        .def("attribute_view", &attributeView)
-        .def("positions_at", &positionsAt)
-        .def("normals_at", &normalsAt)
-        .def("control_points_at", &controlPointsAt)
-        .def("matrix_at", &matrixAt)
-        .def("attribute_at", &attributeAt);
+    c.def(
+         "object_name",
+         [](const Reader& s, int o) {
+             s.checkObject(o);
+             return text(s.r().objectName(o));
+         },
+         "The name of object i.")
+        .def(
+            "object_kind",
+            [](const Reader& s, int o) {
+                s.checkObject(o);
+                return std::string(Zel::kindName(s.r().objectKind(o)));
+            },
+            "What object i is, e.g. 'mesh'.")
+        .def(
+            "find_object",
+            [](const Reader& s, const std::string& n) { return s.r().findObject(n); },
+            "The index of the object with this name (or last | component), or -1.")
+        .def(
+            "attribute_count",
+            [](const Reader& s, int o) {
+                s.checkObject(o);
+                return s.r().attributeCount(o);
+            },
+            "The number of attributes of object i.")
+        .def("attribute", &attribute, "(name, type name, animated) of attribute a of object o.")
+        .def(
+            "find_attribute",
+            [](const Reader& s, int o, const std::string& n) {
+                s.checkObject(o);
+                return s.r().findAttribute(o, n);
+            },
+            "The index of object o's attribute named exactly name, or -1.")
+        .def(
+            "point_count",
+            [](const Reader& s, int o, int sample) {
+                s.checkObject(o);
+                s.checkSample(sample);
+                return s.r().pointCount(o, sample);
+            },
+            "The points object o stores in sample s (-1: the definition).")
+        .def("view", &view,
+             "The chunk tag of object o (definition first, else sample s) as a read-only view.")
+        .def("attribute_view", &attributeView,
+             "Attribute a of object o as stored in sample s: a view, or a list of str.")
+        .def("positions_at", &positionsAt, "Points of object o at time t, float32 (n, 3 or 4).")
+        .def("normals_at", &normalsAt, "Per-point normals of mesh o at time t, float32 (n, 3).")
+        .def("control_points_at", &controlPointsAt,
+             "NURBS control points of object o at time t, float32 (n, 4).")
+        .def("matrix_at", &matrixAt, "The matrix of transform o at time t, float64 (4, 4).")
+        .def("attribute_at", &attributeAt, "Attribute a of object o at time t as float64.");
 }
 
 }  // namespace PyZel

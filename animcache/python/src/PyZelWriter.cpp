@@ -219,59 +219,80 @@ void setMatrix(ZelWriter& w, int object, py::handle matrix) {
 }
 
 void defineFrame(py::class_<ZelWriter>& c) {
-    c.def("begin_frame", [](ZelWriter& w, float t) { check(w.beginFrame(t)); })
-        .def("set_positions",
-             [](ZelWriter& w, int o, py::handle p) {
-                 check(w.setPositions(o, viewOf(numbers<float>(p, label(w, o, "positions"), 3))));
-             })
-        .def("set_normals",
-             [](ZelWriter& w, int o, py::handle p) {
-                 check(w.setNormals(o, viewOf(numbers<float>(p, label(w, o, "normals"), 3))));
-             })
-        .def("set_velocities",
-             [](ZelWriter& w, int o, py::handle p) {
-                 check(w.setVelocities(o, viewOf(numbers<float>(p, label(w, o, "velocities"), 3))));
-             })
-        .def("set_matrix", &setMatrix)
-        .def("set_attribute", &setAttribute)
+    c.def(
+         "begin_frame", [](ZelWriter& w, float t) { check(w.beginFrame(t)); },
+         "Opens the frame at time t.")
+        .def(
+            "set_positions",
+            [](ZelWriter& w, int o, py::handle p) {
+                check(w.setPositions(o, viewOf(numbers<float>(p, label(w, o, "positions"), 3))));
+            },
+            "This frame's points of object o, (n, 3).")
+        .def(
+            "set_normals",
+            [](ZelWriter& w, int o, py::handle p) {
+                check(w.setNormals(o, viewOf(numbers<float>(p, label(w, o, "normals"), 3))));
+            },
+            "This frame's normals of mesh o, (n, 3).")
+        .def(
+            "set_velocities",
+            [](ZelWriter& w, int o, py::handle p) {
+                check(w.setVelocities(o, viewOf(numbers<float>(p, label(w, o, "velocities"), 3))));
+            },
+            "This frame's velocities of mesh o, (n, 3).")
+        .def("set_matrix", &setMatrix, "This frame's matrix of transform o, 16 values.")
+        .def("set_attribute", &setAttribute,
+             "This frame's value of animated attribute a of object o.")
         // The GIL stays held: a ZelWriter serves one thread at a time.
-        .def("end_frame", [](ZelWriter& w) { check(w.endFrame(), true); })
-        .def("close", [](ZelWriter& w) { check(w.close(), true); });
+        .def(
+            "end_frame", [](ZelWriter& w) { check(w.endFrame(), true); }, "Writes the open frame.")
+        .def(
+            "close", [](ZelWriter& w) { check(w.close(), true); },
+            "Writes the tables and puts the cache at its path.");
 }
 
 void defineObjects(py::class_<ZelWriter>& c) {
-    c.def("add_mesh", &addMesh)
-        .def("add_nurbs_curve", &addCurve)
-        .def("add_nurbs_surface", &addSurface)
-        .def("add_transform",
-             [](ZelWriter& w, const std::string& name, bool inherits, bool doubles) {
-                 Zel::ZelTransformDesc d;
-                 d.inheritsTransform = inherits;
-                 d.doublePrecision = doubles;
-                 int index = -1;
-                 check(w.addTransform(name, d, &index));
-                 return index;
-             })
-        .def("add_locator",
-             [](ZelWriter& w, const std::string& name) {
-                 int index = -1;
-                 check(w.addLocator(name, &index));
-                 return index;
-             })
-        .def("add_coord_system",
-             [](ZelWriter& w, const std::string& name) {
-                 int index = -1;
-                 check(w.addCoordSystem(name, &index));
-                 return index;
-             })
-        .def("add_animated_attribute",
-             [](ZelWriter& w, int o, const std::string& name, const std::string& type, int dim,
-                const std::string& typeName) {
-                 int attr = -1;
-                 check(w.addAnimatedAttribute(o, attrDesc(name, type, dim, typeName), &attr));
-                 return attr;
-             })
-        .def("add_static_attribute", &addStaticAttribute);
+    c.def("add_mesh", &addMesh, "Declares a mesh; returns its index.")
+        .def("add_nurbs_curve", &addCurve, "Declares a NURBS curve; returns its index.")
+        .def("add_nurbs_surface", &addSurface, "Declares a NURBS surface; returns its index.")
+        .def(
+            "add_transform",
+            [](ZelWriter& w, const std::string& name, bool inherits, bool doubles) {
+                Zel::ZelTransformDesc d;
+                d.inheritsTransform = inherits;
+                d.doublePrecision = doubles;
+                int index = -1;
+                check(w.addTransform(name, d, &index));
+                return index;
+            },
+            "Declares a transform; returns its index.")
+        .def(
+            "add_locator",
+            [](ZelWriter& w, const std::string& name) {
+                int index = -1;
+                check(w.addLocator(name, &index));
+                return index;
+            },
+            "Declares a locator; returns its index.")
+        .def(
+            "add_coord_system",
+            [](ZelWriter& w, const std::string& name) {
+                int index = -1;
+                check(w.addCoordSystem(name, &index));
+                return index;
+            },
+            "Declares a coordinate system; returns its index.")
+        .def(
+            "add_animated_attribute",
+            [](ZelWriter& w, int o, const std::string& name, const std::string& type, int dim,
+               const std::string& typeName) {
+                int attr = -1;
+                check(w.addAnimatedAttribute(o, attrDesc(name, type, dim, typeName), &attr));
+                return attr;
+            },
+            "Declares an animated attribute of object o; returns its index.")
+        .def("add_static_attribute", &addStaticAttribute,
+             "Declares an attribute of object o with one value for the cache.");
 }
 
 }  // namespace
@@ -279,33 +300,45 @@ void defineObjects(py::class_<ZelWriter>& c) {
 void defineWriter(py::module_& m) {
     py::class_<ZelWriter> c(m, "Writer", "Writes one cache frame after frame (see zel.create).");
     c.def(py::init<>())
-        .def("create",
-             [](ZelWriter& w, const std::string& path, const std::string& app,
-                const std::string& source, bool world, float first, float rate, py::object times,
-                Zel::int64 frames, Zel::int64 stamp) {
-                 create(w, path, {app, source, world, first, rate, times, frames, stamp});
-             })
-        .def("append", [](ZelWriter& w, const std::string& path,
-                          Zel::int64 stamp) { check(w.append(path, stamp), true); })
-        .def("object_count", &ZelWriter::numObjects)
-        .def("object_name",
-             [](const ZelWriter& w, int o) {
-                 if (o < 0 || o >= w.numObjects()) {
-                     throw py::index_error("no object " + std::to_string(o));
-                 }
-                 return w.objectName(o);
-             })
-        .def("object_kind",
-             [](const ZelWriter& w, int o) {
-                 if (o < 0 || o >= w.numObjects()) {
-                     throw py::index_error("no object " + std::to_string(o));
-                 }
-                 return std::string(Zel::kindName(w.objectKind(o)));
-             })
-        .def("find_object", &ZelWriter::findObject)
-        .def("find_animated_attribute", &ZelWriter::findAnimatedAttribute)
-        .def("frame_count", &ZelWriter::frameCount)
-        .def("next_time", &ZelWriter::nextTime);
+        .def(
+            "create",
+            [](ZelWriter& w, const std::string& path, const std::string& app,
+               const std::string& source, bool world, float first, float rate, py::object times,
+               Zel::int64 frames, Zel::int64 stamp) {
+                create(w, path, {app, source, world, first, rate, times, frames, stamp});
+            },
+            "Starts a new cache that close() puts at path.")
+        .def(
+            "append",
+            [](ZelWriter& w, const std::string& path, Zel::int64 stamp) {
+                check(w.append(path, stamp), true);
+            },
+            "Reopens the cache at path to add frames in place.")
+        .def("object_count", &ZelWriter::numObjects, "Objects declared so far.")
+        .def(
+            "object_name",
+            [](const ZelWriter& w, int o) {
+                if (o < 0 || o >= w.numObjects()) {
+                    throw py::index_error("no object " + std::to_string(o));
+                }
+                return w.objectName(o);
+            },
+            "The name of object i.")
+        .def(
+            "object_kind",
+            [](const ZelWriter& w, int o) {
+                if (o < 0 || o >= w.numObjects()) {
+                    throw py::index_error("no object " + std::to_string(o));
+                }
+                return std::string(Zel::kindName(w.objectKind(o)));
+            },
+            "What object i is, e.g. 'mesh'.")
+        .def("find_object", &ZelWriter::findObject,
+             "The index of the object with this name (or last | component), or -1.")
+        .def("find_animated_attribute", &ZelWriter::findAnimatedAttribute,
+             "The index of object o's animated attribute name, or -1.")
+        .def("frame_count", &ZelWriter::frameCount, "Frames in the cache so far.")
+        .def("next_time", &ZelWriter::nextTime, "The next uniform frame's time.");
     defineObjects(c);
     defineFrame(c);
 }
