@@ -75,15 +75,9 @@ py::object attributeView(const Reader& self, int object, int attr, int sample) {
     if (v.type != Zel::ZelElementType::kString) {
         return viewArray(v, self.ptr());
     }
-    // Strings are NUL-terminated one after another.
     py::list strings;
-    const char* p = reinterpret_cast<const char*>(v.data);
-    int64_t start = 0;
-    for (int64_t i = 0; i < v.count; ++i) {
-        if (p[i] == '\0') {
-            strings.append(text(std::string_view(p + start, static_cast<size_t>(i - start))));
-            start = i + 1;
-        }
+    for (std::string_view s : v.strings()) {
+        strings.append(text(s));
     }
     return std::move(strings);
 }

@@ -19,9 +19,9 @@ bool isNegativeNumber(const char* arg) {
                              (arg[1] == '.' && std::isdigit(static_cast<unsigned char>(arg[2]))));
 }
 
-const OptionSpec* findSpec(const std::vector<OptionSpec>& specs, const std::string& name,
-                           bool isLong) {
-    for (const OptionSpec& s : specs) {
+const CommandOption* findOption(const std::vector<CommandOption>& known, const std::string& name,
+                                bool isLong) {
+    for (const CommandOption& s : known) {
         if (isLong ? name == s.longName : (name.size() == 1 && name[0] == s.shortName)) {
             return &s;
         }
@@ -31,7 +31,7 @@ const OptionSpec* findSpec(const std::vector<OptionSpec>& specs, const std::stri
 
 }  // namespace
 
-bool ToolArgs::parse(int argc, char** argv, int first, const std::vector<OptionSpec>& specs,
+bool ToolArgs::parse(int argc, char** argv, int first, const std::vector<CommandOption>& known,
                      size_t passAfter) {
     bool optionsEnded = false;
     for (int i = first; i < argc; ++i) {
@@ -65,22 +65,22 @@ bool ToolArgs::parse(int argc, char** argv, int first, const std::vector<OptionS
             value = name.substr(eq + 1);
             name.resize(eq);
         }
-        const OptionSpec* spec = findSpec(specs, name, isLong);
-        if (spec == nullptr) {
+        const CommandOption* option = findOption(known, name, isLong);
+        if (option == nullptr) {
             error_ = std::string("unknown option '") + arg + "'";
             return false;
         }
-        if (spec->takesValue && !inlineValue) {
+        if (option->takesValue && !inlineValue) {
             if (i + 1 >= argc) {
                 error_ = std::string("option '") + arg + "' needs a value";
                 return false;
             }
             value = argv[++i];
-        } else if (!spec->takesValue && inlineValue) {
+        } else if (!option->takesValue && inlineValue) {
             error_ = std::string("option '--") + name + "' takes no value";
             return false;
         }
-        options_.emplace_back(spec->longName, value);
+        given_.emplace_back(option->longName, value);
     }
     return true;
 }
@@ -90,7 +90,7 @@ bool ToolArgs::has(const std::string& longName) const {
 }
 
 const std::string* ToolArgs::value(const std::string& longName) const {
-    for (auto it = options_.rbegin(); it != options_.rend(); ++it) {
+    for (auto it = given_.rbegin(); it != given_.rend(); ++it) {
         if (it->first == longName) {
             return &it->second;
         }

@@ -12,7 +12,7 @@ namespace ZelTools {
 enum Exit { kExitOk = 0, kExitProblems = 1, kExitTrouble = 2 };
 
 // An option a command takes: "--json", or "--output FILE" (short "-o FILE") with a value.
-struct OptionSpec {
+struct CommandOption {
     const char* longName;  // without the dashes
     char shortName;        // 0: none
     bool takesValue;
@@ -23,10 +23,10 @@ struct OptionSpec {
 // "-.5") are operands, so times before zero need no quoting.
 class ToolArgs {
   public:
-    // Parses argv[first .. argc) against `specs`; false (with error()) for an unknown option or a
-    // missing value. With `passRest`, everything after the `passAfter`-th operand is kept as
+    // Parses argv[first .. argc) against `known`; false (with error()) for an unknown option or a
+    // missing value. With `passAfter` above 0, everything after that many operands is kept as
     // operands untouched (options for another program).
-    bool parse(int argc, char** argv, int first, const std::vector<OptionSpec>& specs,
+    bool parse(int argc, char** argv, int first, const std::vector<CommandOption>& known,
                size_t passAfter = 0);
     const std::string& error() const { return error_; }
     bool help() const { return help_; }
@@ -37,7 +37,7 @@ class ToolArgs {
     const std::vector<std::string>& operands() const { return operands_; }
 
   private:
-    std::vector<std::pair<std::string, std::string>> options_;
+    std::vector<std::pair<std::string, std::string>> given_;
     std::vector<std::string> operands_;
     std::string error_;
     bool help_ = false;

@@ -32,6 +32,9 @@ struct ZEL_API ZelDataView {
     // Converts every value into out[0 .. count); false for strings.
     template <class T>
     bool copyTo(T* out) const;
+    // The strings of a string view, each up to its NUL (the last one also without); none for
+    // numbers. They point into the open file.
+    std::vector<std::string_view> strings() const;
 };
 
 // What an object's attribute is; its index is its position in the object's attribute list

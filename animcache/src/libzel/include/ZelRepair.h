@@ -17,7 +17,7 @@ struct ZelRepairReport {
     int64 samplesDropped = 0;  // samples the file announced or began that were not whole
     int64 bytesDropped = 0;    // bytes of the input that the repaired file does not hold
     float firstTime = 0.0f, lastTime = 0.0f;  // the kept samples' times (when any)
-    std::vector<std::string> notes;  // what was found and done, one line each
+    std::vector<std::string> notes;           // what was found and done, one line each
 };
 
 // Writes to `output` a cache holding the metadata and every whole sample of the cache at

@@ -15,7 +15,7 @@ namespace Zel {
 struct ZelStitchReport {
     int64 samples = 0;
     float firstTime = 0.0f, lastTime = 0.0f;
-    bool uniform = true;  // stored with a rate; false: with every sample's time
+    bool uniform = true;             // stored with a rate; false: with every sample's time
     std::vector<std::string> notes;  // anything a person should know, one line each
 };
 
@@ -29,8 +29,7 @@ struct ZelStitchReport {
 // fails as ZelReader::open says, before anything is written, and a damaged sample (kCorrupt) names
 // its input and index. On any failure `output` is as it was.
 ZEL_API ZelStatus stitchCaches(const std::vector<std::string>& inputs, const std::string& output,
-                               ZelStitchReport* report = nullptr,
-                               const ZelProgress& progress = {});
+                               ZelStitchReport* report = nullptr, const ZelProgress& progress = {});
 
 }  // namespace Zel
 

@@ -88,6 +88,22 @@ std::string_view stringAt(const unsigned char* data, int64 length, int index) {
     return {};
 }
 
+std::vector<std::string_view> ZelDataView::strings() const {
+    std::vector<std::string_view> out;
+    if (type != ZelElementType::kString) {
+        return out;
+    }
+    const char* p = reinterpret_cast<const char*>(data);
+    const char* end = p + count;
+    while (p < end) {
+        const void* nul = std::memchr(p, '\0', static_cast<size_t>(end - p));
+        const char* stop = nul != nullptr ? static_cast<const char*>(nul) : end;
+        out.emplace_back(p, static_cast<size_t>(stop - p));
+        p = stop + 1;
+    }
+    return out;
+}
+
 int stringCount(const unsigned char* data, int64 length) {
     const char* p = reinterpret_cast<const char*>(data);
     const char* end = p + length;

@@ -21,7 +21,7 @@ struct Subcommand {
     const char* usage;    // after "zel NAME "
     const char* summary;  // one line
     const char* details;  // the options and what the exit status means, or ""
-    std::vector<OptionSpec> options;
+    std::vector<CommandOption> options;
     // Runs on the parsed arguments; returns the exit status.
     int (*run)(const Subcommand& self, const ToolArgs& args);
 };

@@ -15,9 +15,6 @@ int runRepair(const Subcommand& self, const ToolArgs& args) {
     if ((output != nullptr) == args.has("in-place")) {
         return usageError(self, "say where the repaired cache goes: -o OUT, or --in-place");
     }
-    if (!probe(path)) {
-        return kExitTrouble;
-    }
     const std::string target = output != nullptr ? *output : path;
     Zel::ZelRepairReport report;
     Zel::ZelStatus status;

@@ -33,11 +33,9 @@ void appendNumber(std::string& line, T v) {
     line.append(buf, r.ptr);
 }
 
-// Points with `columns` components each, as JSON rows and as the CSV table.
+// `flat` as JSON rows of `width` values (floats in their shortest decimals).
 template <class T>
-void setRows(Values& v, const char* key, std::vector<std::string> columns,
-             const std::vector<T>& flat) {
-    const size_t width = columns.size();
+Json jsonRows(const std::vector<T>& flat, size_t width) {
     Json rows = Json::array();
     for (size_t i = 0; i + width <= flat.size(); i += width) {
         Json row = Json::array();
@@ -50,7 +48,14 @@ void setRows(Values& v, const char* key, std::vector<std::string> columns,
         }
         rows.push_back(std::move(row));
     }
-    v.json[key] = std::move(rows);
+    return rows;
+}
+
+// Points with `columns` components each, as JSON rows and as the CSV table.
+template <class T>
+void setRows(Values& v, const char* key, std::vector<std::string> columns,
+             const std::vector<T>& flat) {
+    v.json[key] = jsonRows(flat, columns.size());
     v.columns = std::move(columns);
     v.rows.assign(flat.begin(), flat.end());
     v.floats = std::is_same<T, float>::value;
@@ -90,9 +95,7 @@ ZelStatus shapeValues(const ZelReader& r, int o, float t, int order, Values& v) 
             points);
     std::vector<float> normals;
     if (s.ok() && r.normalsAt(o, t, order, normals).ok()) {
-        Values n;
-        setRows(n, "normals", {"nx", "ny", "nz"}, normals);
-        v.json["normals"] = std::move(n.json["normals"]);
+        v.json["normals"] = jsonRows(normals, 3);
     }
     return s;
 }
@@ -111,9 +114,8 @@ Json attributeValues(const ZelReader& r, int o, float t, int order) {
         std::vector<double> values;
         if (view.type == Zel::ZelElementType::kString) {
             Json strings = Json::array();
-            const char* p = reinterpret_cast<const char*>(view.data);
-            for (Zel::int64 i = 0; i < view.count; i += std::strlen(p + i) + 1) {
-                strings.push_back(std::string(p + i, strnlen(p + i, size_t(view.count - i))));
+            for (std::string_view text : view.strings()) {
+                strings.push_back(std::string(text));
             }
             attrs[name] = std::move(strings);
         } else if (view.type == Zel::ZelElementType::kDouble &&

@@ -14,11 +14,6 @@ int runStitch(const Subcommand& self, const ToolArgs& args) {
     if (args.operands().empty()) {
         return usageError(self, "expected the caches to stitch");
     }
-    for (const std::string& input : args.operands()) {
-        if (!probe(input)) {
-            return kExitTrouble;
-        }
-    }
     Zel::ZelStitchReport report;
     Zel::ZelStatus status;
     {
